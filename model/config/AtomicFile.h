@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+
+namespace orvane::model {
+
+// Replaces the file at `path` with `content` so that a crash at any moment
+// leaves either the old or the new file whole: the bytes go to a temporary
+// file in the same folder, which is flushed to disk and then renamed over the
+// old one. The file gets `mode` (owner-only by default). Returns false, with
+// the old file untouched and no temporary left behind, when any step fails.
+bool writeFileAtomically(const std::string& path, const std::string& content, mode_t mode = 0600);
+
+} // namespace orvane::model

@@ -1,0 +1,95 @@
+#include "model/config/Properties.h"
+
+#include "tests/mock/TempDir.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <sys/stat.h>
+
+using orvane::model::Properties;
+using orvane::test::readFile;
+using orvane::test::TempDir;
+using orvane::test::writeFile;
+
+TEST(Properties, ReadsSettingsAndKeepsEveryLine)
+{
+    Properties p = Properties::parse(
+        "# installer settings\n"
+        "   brantis.url =  https://host/  \n"
+        "\n"
+        "harrier.url = a=b=c\n"
+        "brantis.url = https://second\n"
+        "no separator here\n"
+        "empty.value =\n");
+
+    EXPECT_EQ(p.get(L"brantis.url"), L"https://host/");  // the first line of a key wins
+    EXPECT_EQ(p.get(L"harrier.url"), L"a");               // a value ends at the next "="
+    EXPECT_EQ(p.get(L"empty.value"), L"");
+    EXPECT_EQ(p.get(L"no separator here"), L"");
+    EXPECT_EQ(p.get(L"BRANTIS.URL"), L"");                 // keys are case-sensitive
+    EXPECT_EQ(p.entries().size(), 3u);
+    ASSERT_EQ(p.lines().size(), 7u);
+    EXPECT_EQ(p.lines()[1], L"brantis.url =  https://host/");  // indentation is not kept
+    EXPECT_EQ(p.entries().at(L"brantis.url").second, 1u);
+    // Both lines of the doubled key survive a rewrite.
+    EXPECT_EQ(p.text(),
+              "# installer settings\nbrantis.url =  https://host/\n\nharrier.url = a=b=c\n"
+              "brantis.url = https://second\nno separator here\nempty.value =\n");
+}
+
+TEST(Properties, RejectsAFileWithALineStartingWithEquals)
+{
+    try {
+        Properties::parse("a = 1\n  = orphan value\n");
+        FAIL() << "expected std::out_of_range";
+    } catch (const std::out_of_range& e) {
+        EXPECT_STREQ(e.what(), "invalid string position");
+    }
+}
+
+TEST(Properties, BytesAreCharacters)
+{
+    // Each byte is one character both ways, so UTF-8 or Latin-1 text passes
+    // through a load and a save unchanged.
+    const std::string bytes = "nome = Jo\xC3\xA3o\nlatin = \xE9t\xE9\n";
+    Properties p = Properties::parse(bytes);
+    EXPECT_EQ(p.get(L"nome"), std::wstring(L"Jo\u00C3\u00A3o"));
+    EXPECT_EQ(p.text(), bytes);
+}
+
+TEST(Properties, AddAndMergeRewriteOnlyTheirLines)
+{
+    Properties file = Properties::parse("# proxy\nproxy.enable = false\n# mode below\nproxy.mode = 1\n");
+    Properties changes;
+    changes.add(L" proxy.mode ", L" 3 ");
+    changes.add(L"proxy.address.https", L"proxy:3128");
+    EXPECT_EQ(changes.text(), "proxy.mode = 3\nproxy.address.https = proxy:3128\n");
+
+    file.merge(changes);
+    EXPECT_EQ(file.get(L"proxy.mode"), L"3");
+    EXPECT_EQ(file.get(L"proxy.address.https"), L"proxy:3128");
+    EXPECT_EQ(file.text(),
+              "# proxy\nproxy.enable = false\n# mode below\nproxy.mode = 3\nproxy.address.https = proxy:3128\n");
+    EXPECT_EQ(file.entries().at(L"proxy.address.https").second, 4u);
+}
+
+TEST(Properties, FilesOnDisk)
+{
+    TempDir dir;
+    EXPECT_TRUE(Properties::load(dir.file("missing.properties")).entries().empty());
+
+    const std::string path = dir.file("proxy.properties");
+    writeFile(path, "old = 1\n");
+    Properties p = Properties::load(path);
+    p.add(L"new", L"2");
+    p.save(path);
+    EXPECT_EQ(readFile(path), "old = 1\nnew = 2\n");
+    struct stat info {};
+    ASSERT_EQ(stat(path.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);  // may hold a proxy password
+
+    // A file that cannot be written leaves nothing behind and raises nothing.
+    p.save(dir.file("no/such/folder/x.properties"));
+    EXPECT_EQ(readFile(dir.file("no/such/folder/x.properties")), "");
+}
