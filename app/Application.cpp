@@ -1,0 +1,49 @@
+#include "app/Application.h"
+
+#include "app/SingleInstance.h"
+#include "app/WindowActivator.h"
+#include "ui/models/InstallationModel.h"
+#include "ui/models/VerificationConnectionServer.h"
+#include "ui/models/VersionVerifier.h"
+
+#include <QApplication>
+#include <QQmlApplicationEngine>
+#include <QQmlContext>
+#include <QUrl>
+#include <QWindow>
+
+const wchar_t* const Application::kVersion = L"2.1.4.3";
+
+int Application::run(int argc, char** argv)
+{
+    QApplication application(argc, argv);
+    QApplication::setAttribute(Qt::AA_UseSoftwareOpenGL, true);
+
+    SingleInstance instance;
+    if (!instance.acquire()) {
+        WindowActivator::forThisPlatform()->activate(instance.publishedWindow());
+        return 1;
+    }
+
+    // The object graph, in the order the models depend on each other; each
+    // outlives the engine that shows it.
+    VersionVerifier versionVerifier;
+    VerificationConnectionServer verificationConnectionServer;
+    InstallationModel installationModel;
+
+    versionVerifier.setCurrentVersion(kVersion);
+
+    QQmlApplicationEngine engine;
+    QQmlContext* context = engine.rootContext();
+    context->setContextProperty(QStringLiteral("versionVerifier"), &versionVerifier);
+    context->setContextProperty(QStringLiteral("installationModel"), &installationModel);
+    context->setContextProperty(QStringLiteral("verificationConnectionServer"), &verificationConnectionServer);
+    engine.load(QUrl(QStringLiteral("qrc:/main.qml")));
+
+    const QWindowList windows = QGuiApplication::allWindows();
+    if (windows.isEmpty())
+        return 1;  // the root document did not load; Qt has said why
+    instance.publishWindow(static_cast<std::uint64_t>(windows.first()->winId()));
+
+    return QApplication::exec();
+}
