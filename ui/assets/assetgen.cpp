@@ -559,8 +559,8 @@ void messageHandler(QtMsgType, const QMessageLogContext &, const QString &messag
 
 int main(int argc, char **argv)
 {
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Never needs a display: render off screen whatever the environment says.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
     qInstallMessageHandler(messageHandler);
     QGuiApplication app(argc, argv);
     QStringList args = app.arguments().mid(1);
