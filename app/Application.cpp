@@ -1,5 +1,6 @@
 #include "app/Application.h"
 
+#include "app/FontFamilies.h"
 #include "app/SingleInstance.h"
 #include "app/WindowActivator.h"
 #include "ui/models/InstallationModel.h"
@@ -32,6 +33,7 @@ int Application::run(int argc, char** argv)
     InstallationModel installationModel;
 
     versionVerifier.setCurrentVersion(kVersion);
+    FontFamilies::registerSubstitutes();
 
     QQmlApplicationEngine engine;
     QQmlContext* context = engine.rootContext();

@@ -1,0 +1,107 @@
+import QtQuick 2.7
+import QtTest 1.1
+
+TestCase {
+    id: testCase
+    name: "MainWindow"
+    when: windowShown
+
+    property var window: null
+
+    function findChild(item, name) {
+        if (!item)
+            return null
+        if (item.objectName === name)
+            return item
+        var children = item.children !== undefined ? item.children : []
+        for (var i = 0; i < children.length; ++i) {
+            var found = findChild(children[i], name)
+            if (found)
+                return found
+        }
+        return null
+    }
+
+    function item(name) {
+        var found = findChild(window.contentItem, name)
+        verify(found !== null, "no item named " + name)
+        return found
+    }
+
+    function initTestCase() {
+        var component = Qt.createComponent("qrc:/main.qml")
+        compare(component.status, Component.Ready, component.errorString())
+        window = component.createObject(null)
+        verify(window !== null)
+        tryCompare(window, "visible", true)
+        waitForRendering(window.contentItem)
+    }
+
+    function cleanupTestCase() {
+        window.destroy()
+    }
+
+    function test_frame() {
+        compare(window.width, 1000)
+        compare(window.height, 600)
+        compare(item("header").height, 120)
+        // No identity file in the test's folders: the first-run screen shows.
+        verify(item("registration").visible)
+        verify(!item("certificateList").visible)
+    }
+
+    function test_offlineBannerFollowsTheServerState() {
+        var banner = item("offlineBanner")
+        compare(banner.text, "Orvane está offline")
+        verify(!banner.visible)
+        verificationConnectionServer.setOffLine(true)
+        verify(banner.visible)
+        verificationConnectionServer.setOffLine(true)
+        verify(banner.visible)
+        verificationConnectionServer.setOffLine(false)
+        verify(!banner.visible)
+    }
+
+    function test_aboutBoxTogglesFromTheIconAndCloses() {
+        var about = item("aboutBox")
+        compare(about.state, "off")
+        compare(item("aboutVersion").text, "Versão: 2.1.4.3")
+
+        mouseClick(item("informationIcon"))
+        compare(about.state, "on")
+        mouseClick(item("informationIcon"))
+        compare(about.state, "off")
+
+        mouseClick(item("informationIcon"))
+        compare(about.state, "on")
+        // Wait for the slide-in to finish before pressing the button in it.
+        wait(600)
+        mouseClick(item("aboutClose"))
+        compare(about.state, "off")
+    }
+
+    // The faces come from our resource, never from whatever sans the system
+    // would fall back to, also under the family names the screens use.
+    function test_textRendersInOpenSans() {
+        var families = ["Open Sans", "Open Sans Light", "Open Sans Semibold", "Open Sans Bold",
+                        "Open Sans Regular", "Open Sans Condensed Bold"]
+        for (var i = 0; i < families.length; ++i) {
+            var text = Qt.createQmlObject('import QtQuick 2.7; Text { text: "Versão" }', window.contentItem)
+            text.font.family = families[i]
+            verify(text.fontInfo.family.indexOf("Open Sans") === 0,
+                   families[i] + " rendered as " + text.fontInfo.family)
+            text.destroy()
+        }
+        compare(item("offlineBanner").fontInfo.family.indexOf("Open Sans"), 0)
+    }
+
+    function test_resizingKeepsTheBands() {
+        window.width = 1200
+        window.height = 800
+        waitForRendering(window.contentItem)
+        compare(item("header").height, 120)
+        compare(item("header").width, 1200)
+        window.width = 1000
+        window.height = 600
+    }
+}
