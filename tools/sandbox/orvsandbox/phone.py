@@ -50,6 +50,11 @@ class PhoneSimulator:
     def _describe(self, phone_request: Any) -> dict[str, Any]:
         data = phone_request.to_json(self.state)
         data["label"] = KIND_LABELS.get(phone_request.kind, phone_request.kind)
+        data["identityShown"] = format_identity(self.state.hierarchies, phone_request.hierarchy,
+                                                phone_request.identity_code)
+        device = self.state.devices.get(phone_request.device)
+        key = next((k for k in device.keys if k.key_name == phone_request.key_name), None) if device else None
+        data["keySubject"] = key.issued.subject_cn if key is not None and key.issued is not None else ""
         return data
 
     def answer(self, request: Request) -> Response:
@@ -61,6 +66,30 @@ class PhoneSimulator:
                 return Response.json(409, dict(found.to_json(self.state), message="Solicitação já respondida"))
             self.state.answer(found, approve=request.group("action") == "approve", by="phone")
             return Response.json(200, found.to_json(self.state))
+
+
+def format_identity(hierarchies: list[dict[str, Any]], code: str, text: str) -> str:
+    """The identity as the agent shows it: each part through its field's mask, parts joined by "-"."""
+    hierarchy = next((h for h in hierarchies if h.get("code", "").upper() == code.upper()), None)
+    if hierarchy is None or not text:
+        return f"{code} {text}".strip()
+    shown = []
+    for field, part in zip(hierarchy.get("fields", []), text.split("&")):
+        mask, out, j = field.get("mask", ""), "", 0
+        for symbol in mask:
+            if j >= len(part):
+                break
+            if symbol == "?":
+                out += part[j:]
+                j = len(part)
+                break
+            if symbol in "9a*":
+                out += part[j]
+                j += 1
+            else:
+                out += symbol
+        shown.append(out + part[j:])
+    return f"{hierarchy.get('displayName', code)}: {'-'.join(shown)}"
 
 
 PAGE = """<!DOCTYPE html>
@@ -75,9 +104,9 @@ PAGE = """<!DOCTYPE html>
   header h1 { font-size: 20px; margin: 0; }
   header p { margin: 4px 0 0; font-size: 13px; color: #cfd8dc; }
   #phones { display: flex; flex-wrap: wrap; gap: 18px; padding: 18px; }
-  .phone { width: 300px; min-height: 420px; background: #111; border-radius: 28px; padding: 14px;
+  .phone { width: 300px; min-height: 300px; background: #111; border-radius: 28px; padding: 14px;
            box-shadow: 0 4px 12px rgba(0,0,0,.3); }
-  .screen { background: #fafafa; border-radius: 18px; min-height: 400px; padding: 12px; }
+  .screen { background: #fafafa; border-radius: 18px; min-height: 280px; padding: 12px; }
   .phone h2 { font-size: 16px; margin: 0; }
   .owner { font-size: 12px; color: #607d8b; margin-bottom: 10px; }
   .req { border: 1px solid #cfd8dc; border-radius: 10px; padding: 10px; margin-bottom: 10px; background: #fff; }
@@ -112,9 +141,11 @@ function el(tag, cls, text) {
 }
 
 function detailOf(r) {
-  if (r.kind === "S") return "Chave " + r.keyName + " · " + r.hashAlgorithm + " · " + r.hashContent;
   const who = r.desktopName ? "Computador: " + r.desktopName : "Computador sem nome";
-  return who + " · " + r.identityType + " " + r.identityCode;
+  if (r.kind === "S") {
+    return [who, "Certificado: " + (r.keySubject || r.keyName), r.hashAlgorithm + ": " + r.hashContent];
+  }
+  return [who, r.identityShown];
 }
 
 const stateLabels = {approved: "aprovada", denied: "recusada", used: "utilizada"};
@@ -134,7 +165,9 @@ function render(data) {
       card.id = "request-" + r.id;
       card.dataset.kind = r.kind;
       card.appendChild(el("div", "kind", r.label));
-      card.appendChild(el("div", "detail", detailOf(r)));
+      const detail = el("div", "detail");
+      for (const line of detailOf(r)) detail.appendChild(el("div", null, line));
+      card.appendChild(detail);
       const ok = el("button", "approve", "Aprovar");
       ok.id = "approve-" + r.id;
       ok.onclick = () => answer(r.id, "approve");

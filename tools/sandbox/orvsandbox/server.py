@@ -16,7 +16,7 @@ from .admin import AdminApi
 from .harrier import HarrierService
 from .httpcore import Router, ServiceServer
 from .kestrel import KestrelService
-from .phone import PhoneSimulator
+from .phone import PhoneSimulator, format_identity
 from .pki import SandboxPki, write_atomic
 from .state import AutoApprove, SandboxState
 
@@ -120,13 +120,14 @@ def summary(sandbox: Sandbox) -> str:
         f"  Admin (JSON):     {info['admin_url']}",
         f"  Configuração:     {info['config_file']}",
         "",
-        "Identidades (hierarquia: identificação -> celulares):",
+        "Identidades [celulares] e como procurá-las:",
     ]
     with sandbox.state.lock:
         for identity in sandbox.state.identities.values():
-            hierarchy, code = identity.lookups[0]
             phones = ", ".join(d.name for d in sandbox.state.identity_devices(identity))
-            lines.append(f"  {hierarchy} {code}  {identity.display_name}  [{phones}]")
+            lines.append(f"  {identity.display_name}  [{phones}]")
+            for hierarchy, code in identity.lookups:
+                lines.append(f"      {format_identity(sandbox.state.hierarchies, hierarchy, code)}")
         lines += ["", "Contas na nuvem (e-mail / senha / organização / OTP / PIN por chave):"]
         for account in sandbox.state.accounts.values():
             pins = ", ".join(k.pin for k in account.wallet) or "carteira vazia"

@@ -18,7 +18,7 @@ import secrets
 import threading
 import time
 import uuid
-from dataclasses import asdict, dataclass, field
+from dataclasses import asdict, dataclass, field, fields
 from pathlib import Path
 from typing import Any, Iterable, Optional
 
@@ -111,7 +111,7 @@ class Account:
     wallet_mark: int = 0
 
     def to_json(self) -> dict[str, Any]:
-        data = {k: v for k, v in asdict(self).items() if k != "wallet"}
+        data = {f.name: getattr(self, f.name) for f in fields(self) if f.name != "wallet"}
         data["wallet"] = [k.to_json() for k in self.wallet]
         return data
 
