@@ -1,0 +1,205 @@
+// The exception family, the OpenSSL bridge and the byte/text helpers.
+
+#include "signer/Encoding.h"
+#include "signer/Exceptions.h"
+#include "signer/NarrowConverter.h"
+#include "tests/signer/SignerTestSupport.h"
+
+#include <gtest/gtest.h>
+#include <openssl/err.h>
+#include <openssl/evp.h>
+
+#include <random>
+
+using namespace valmora::signer;
+using orvane::test::signer::openssl;
+
+namespace {
+
+template <class E>
+std::string whatOf(const E& error)
+{
+    return error.what();
+}
+
+TEST(SignerExceptions, PrefixesKeepTheirBlankAndCopiesKeepTheText)
+{
+    EXPECT_EQ("Certificate not found: ", whatOf(CertificateNotFoundException("")));
+    EXPECT_EQ("Error at adding certificate: x", whatOf(CertificateAdditionException("x")));
+    EXPECT_EQ("Error while searching certificates at repository: x", whatOf(CertificateSearchingException("x")));
+    EXPECT_EQ("Error at decrypting: x", whatOf(DecryptionException("x")));
+    EXPECT_EQ("Error during key pair generation: x", whatOf(KeyPairGenerationException("x")));
+    EXPECT_EQ("Error at signing: x", whatOf(SignatureException("x")));
+    EXPECT_EQ("Error while doing login at repository: x", whatOf(RepositoryAccessException("x")));
+    EXPECT_EQ("Error while serializing: x", whatOf(SerializationException("x")));
+    EXPECT_EQ("plain", whatOf(BaseException("plain")));
+
+    const SignatureException original("copied");
+    const SignatureException copy = original;  // NOLINT(performance-unnecessary-copy-initialization)
+    EXPECT_STREQ(original.what(), copy.what());
+    EXPECT_NE(static_cast<const void*>(original.what()), static_cast<const void*>(copy.what()));
+
+    // Wrapping builds a new exception from the text: two prefixes.
+    try {
+        try {
+            throw CertificateNotFoundException("Fingerprint: ab");
+        } catch (const std::exception& inner) {
+            throw CertificateSearchingException(inner.what());
+        }
+    } catch (const BaseException& outer) {
+        EXPECT_STREQ("Error while searching certificates at repository: Certificate not found: Fingerprint: ab",
+                     outer.what());
+    }
+}
+
+TEST(SignerExceptions, PlatformAndArchiveTextsNameTheFunctionOnlyWhenGiven)
+{
+    EXPECT_EQ("Access is denied. (CertOpenStore)", whatOf(CapiException("  Access is denied.\r\n", "CertOpenStore")));
+    EXPECT_EQ("Access is denied.", whatOf(CapiException("Access is denied.\r\n", "")));
+    EXPECT_EQ("Acesso negado. (NCryptOpenKey)", whatOf(CapiException(L"\tAcesso negado.  ", "NCryptOpenKey")));
+    EXPECT_EQ("mac verify failure (PKCS12_parse)", whatOf(ArchiveException("mac verify failure", "PKCS12_parse")));
+    EXPECT_EQ("", whatOf(ArchiveException("", "")));
+    // Outside the BaseException family on purpose.
+    EXPECT_EQ(nullptr, dynamic_cast<const BaseException*>(static_cast<const std::exception*>(
+                           &static_cast<const std::exception&>(ArchiveException("a", "b")))));
+}
+
+TEST(CheckOpenSsl, UsesTheOldestQueuedErrorThenTheFallback)
+{
+    EXPECT_NO_THROW(checkOpenSsl(false, "X", "never"));
+
+    ERR_clear_error();
+    try {
+        checkOpenSsl(true, "EVP_PKEY_new", "Could not create EVP object");
+        FAIL() << "no exception";
+    } catch (const ArchiveException& error) {
+        EXPECT_STREQ("Could not create EVP object (EVP_PKEY_new)", error.what());
+    }
+
+    // Provoke two real OpenSSL errors; the first one is reported and the
+    // queue is left empty.
+    EXPECT_EQ(nullptr, EVP_get_digestbyname("no-such-digest"));
+    ERR_raise_data(ERR_LIB_EVP, EVP_R_UNSUPPORTED_ALGORITHM, "first");
+    ERR_raise_data(ERR_LIB_PKCS12, 113, "second");
+    try {
+        checkOpenSsl(true, "PKCS12_parse", "fallback");
+        FAIL() << "no exception";
+    } catch (const ArchiveException& error) {
+        const std::string text = error.what();
+        EXPECT_EQ(0u, text.find("error:")) << text;
+        EXPECT_NE(std::string::npos, text.find("unsupported")) << text;
+        EXPECT_NE(std::string::npos, text.find(" (PKCS12_parse)")) << text;
+    }
+    EXPECT_EQ(0ul, ERR_peek_error());
+}
+
+TEST(Base64, EncodesLikeTheOpensslToolAndConsumesItsInput)
+{
+    std::mt19937 random(7);
+    for (const std::size_t size : {0u, 1u, 2u, 3u, 4u, 5u, 57u, 58u, 1000u}) {
+        Bytes bytes(size);
+        for (auto& b : bytes)
+            b = static_cast<unsigned char>(random());
+        const std::string input(bytes.begin(), bytes.end());
+        std::string expected = openssl({"base64", "-A"}, input);
+        if (!expected.empty() && expected.back() == '\n')
+            expected.pop_back();
+
+        Bytes consumed = bytes;
+        const std::string encoded = base64Encode(consumed);
+        EXPECT_EQ(expected, encoded) << size;
+        EXPECT_TRUE(consumed.empty());
+
+        std::string text = encoded;
+        EXPECT_EQ(bytes, base64Decode(text)) << size;
+        EXPECT_TRUE(text.empty());
+    }
+}
+
+TEST(Base64, DecoderCountsEveryPaddingCharacterWhereverItStands)
+{
+    EXPECT_TRUE(base64Decode(std::string()).empty());
+    EXPECT_EQ(Bytes{0x41}, base64Decode("QQ=="));
+    EXPECT_EQ((Bytes{0x41, 0x42}), base64Decode("QUI="));
+    // "QQAA" decodes to 41 00 00; a "=" in the middle reads as "A" and takes
+    // one more byte off the end.
+    EXPECT_EQ((Bytes{0x41, 0x00}), base64Decode("QQ=A"));
+    EXPECT_EQ((Bytes{0x40, 0x00}), base64Decode("Q=AA"));  // "QAAA" is 40 00 00
+    // More "=" than bytes leaves nothing, without harm.
+    EXPECT_TRUE(base64Decode("====").empty());
+    EXPECT_TRUE(base64Decode("=").empty());
+    // Incomplete groups give the whole bytes they hold.
+    EXPECT_EQ((Bytes{0x41}), base64Decode("QQ"));
+
+    for (const char* bad : {"QQ==\n", "Q Q=", "QQ*=", "\xc3\xa9QQ="}) {
+        try {
+            base64Decode(std::string(bad));
+            FAIL() << bad;
+        } catch (const std::exception& error) {
+            EXPECT_STREQ("attempt to decode a value not in base64 char set", error.what());
+            EXPECT_EQ(nullptr, dynamic_cast<const BaseException*>(&error));
+        }
+    }
+}
+
+TEST(Digest, MatchesTheOpensslToolAndHandlesEmptyAndUnknownNames)
+{
+    const std::string data = "Orvane digest check \x01\x02\xff";
+    const Bytes bytes(data.begin(), data.end());
+    for (const char* name : {"SHA256", "sha1", "SHA512", "SHA384", "md5"}) {
+        const std::string out = openssl({"dgst", std::string("-") + name, "-r"}, data);
+        const std::string hex = out.substr(0, out.find(' '));
+        std::string ours;
+        for (unsigned char b : digest(bytes, name)) {
+            char pair[3];
+            std::snprintf(pair, sizeof pair, "%02x", b);
+            ours += pair;
+        }
+        EXPECT_EQ(hex, ours) << name;
+    }
+    EXPECT_TRUE(digest(bytes, "").empty());
+    try {
+        digest(bytes, "SHA-0-nonexistent");
+        FAIL();
+    } catch (const SignatureException& error) {
+        EXPECT_STREQ("Error at signing: Invalid option for hash", error.what());
+    }
+}
+
+TEST(Fingerprints, NormaliseParseAndPrint)
+{
+    const std::string canonical = "5f 4a 00 ab cd ef 01 23 45 67 89 ab cd ef 01 23 45 67 89 ff";
+    EXPECT_EQ(canonical, normalizeFingerprint(canonical));
+    EXPECT_EQ(canonical, normalizeFingerprint("5F:4A:00:AB:CD:EF:01:23:45:67:89:AB:CD:EF:01:23:45:67:89:FF"));
+    EXPECT_EQ(canonical, normalizeFingerprint("5f4a00abcdef0123456789abcdef0123456789ff"));
+    EXPECT_EQ("ab c", normalizeFingerprint("A B:C"));
+    EXPECT_EQ("", normalizeFingerprint(" : "));
+    // Only A-Z are folded; nothing is validated.
+    EXPECT_EQ("\xc3\x89 z", normalizeFingerprint("\xc3\x89Z"));
+
+    const Bytes bytes = fingerprintBytes(canonical);
+    ASSERT_EQ(20u, bytes.size());
+    EXPECT_EQ(0x5f, bytes[0]);
+    EXPECT_EQ(0x00, bytes[2]);
+    EXPECT_EQ(0xff, bytes[19]);
+    EXPECT_EQ(canonical, hexWithBlanks(bytes));
+    EXPECT_EQ(bytes, fingerprintBytes("5f\t4a\n00 ab cd ef 01 23 45 67 89 ab cd ef 01 23 45 67 89 ff"));
+    EXPECT_THROW(fingerprintBytes("5f 4a"), std::invalid_argument);
+    EXPECT_THROW(fingerprintBytes(canonical + " 00"), std::invalid_argument);
+    EXPECT_THROW(fingerprintBytes("zz" + canonical.substr(2)), std::invalid_argument);
+    EXPECT_THROW(fingerprintBytes("5f4" + canonical.substr(2)), std::invalid_argument);
+
+    EXPECT_EQ("", hexWithBlanks(Bytes{}));
+    EXPECT_EQ("00 0a ff", hexWithBlanks(Bytes{0x00, 0x0a, 0xff}));
+}
+
+TEST(NarrowConverter, RoundTripsPortugueseTextAndRefusesBrokenBytes)
+{
+    const std::wstring wide = L"Pol\u00edtica de Certifica\u00e7\u00e3o \u2013 ICP";
+    const std::string narrow = narrowConverter.to_bytes(wide);
+    EXPECT_EQ("Pol\xc3\xadtica de Certifica\xc3\xa7\xc3\xa3o \xe2\x80\x93 ICP", narrow);
+    EXPECT_EQ(wide, narrowConverter.from_bytes(narrow));
+    EXPECT_THROW(narrowConverter.from_bytes("\xff\xfe"), std::range_error);
+}
+
+} // namespace

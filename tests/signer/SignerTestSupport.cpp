@@ -1,0 +1,304 @@
+#include "tests/signer/SignerTestSupport.h"
+
+#include "signer/Exceptions.h"
+#include "tests/mock/ChildProcess.h"
+#include "tests/mock/TempDir.h"
+
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+#include <openssl/rsa.h>
+#include <openssl/x509v3.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace orvane::test::signer {
+
+using namespace valmora::signer;
+
+std::string icpBrasil(const std::string& relative)
+{
+    return std::string(ORVANE_SHARED_TESTDATA_DIR) + "/icp-brasil/" + relative;
+}
+
+std::string readFileBytes(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        throw std::runtime_error("cannot read " + path);
+    std::ostringstream content;
+    content << in.rdbuf();
+    return content.str();
+}
+
+Certificate loadCertificate(const std::string& relative)
+{
+    return Certificate::fromText(readFileBytes(icpBrasil(relative)));
+}
+
+int opensslStatus(const std::vector<std::string>& arguments, std::string* out, std::string* err,
+                  const std::string& input)
+{
+    std::vector<std::string> argv{"/usr/bin/openssl"};
+    argv.insert(argv.end(), arguments.begin(), arguments.end());
+    const ProcessResult result = runProcess(argv, input);
+    if (out)
+        *out = result.out;
+    if (err)
+        *err = result.err;
+    return result.exitCode;
+}
+
+std::string openssl(const std::vector<std::string>& arguments, const std::string& input)
+{
+    std::string out;
+    std::string err;
+    const int status = opensslStatus(arguments, &out, &err, input);
+    std::string command = "openssl";
+    for (const auto& a : arguments)
+        command += " " + a;
+    EXPECT_EQ(0, status) << command << "\n" << err;
+    return out;
+}
+
+namespace {
+
+std::vector<std::string> pemFilesUnder(const std::string& relative)
+{
+    std::vector<std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(icpBrasil(relative)))
+        if (entry.path().extension() == ".pem")
+            files.push_back(relative + "/" + entry.path().filename().string());
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+EVP_PKEY* generateKey()
+{
+    EVP_PKEY* key = EVP_RSA_gen(2048);
+    if (!key)
+        throw std::runtime_error("cannot generate a test key");
+    return key;
+}
+
+X509_NAME* makeName(const std::vector<std::pair<std::string, std::string>>& entries)
+{
+    X509_NAME* name = X509_NAME_new();
+    for (const auto& [field, value] : entries)
+        if (X509_NAME_add_entry_by_txt(name, field.c_str(), MBSTRING_UTF8,
+                                       reinterpret_cast<const unsigned char*>(value.data()),
+                                       static_cast<int>(value.size()), -1, 0)
+            != 1)
+            throw std::runtime_error("bad name entry " + field);
+    return name;
+}
+
+void setTime(X509* x509, const std::string& text, int type, bool after)
+{
+    ASN1_TIME* time = ASN1_TIME_new();
+    if (type == 0) {
+        if (ASN1_TIME_set_string(time, text.c_str()) != 1)
+            throw std::runtime_error("bad time " + text);
+    } else {
+        ASN1_STRING_set(time, text.data(), static_cast<int>(text.size()));
+        time->type = type;
+    }
+    if (after)
+        X509_set1_notAfter(x509, time);
+    else
+        X509_set1_notBefore(x509, time);
+    ASN1_TIME_free(time);
+}
+
+} // namespace
+
+std::vector<std::string> realRoots() { return pemFilesUnder("ca/roots"); }
+std::vector<std::string> realIntermediates() { return pemFilesUnder("ca/intermediates"); }
+std::vector<std::string> realEndEntities() { return pemFilesUnder("end-entity"); }
+
+EVP_PKEY* testKey()
+{
+    static EVP_PKEY* const key = generateKey();
+    return key;
+}
+
+EVP_PKEY* otherTestKey()
+{
+    static EVP_PKEY* const key = generateKey();
+    return key;
+}
+
+CertificateBuilder::CertificateBuilder()
+    : x509_(X509_new()), altNames_(nullptr), publicKey_(nullptr), signingKey_(nullptr)
+{
+    X509_set_version(x509_, 2);
+    ASN1_INTEGER_set(X509_get_serialNumber(x509_), 1);
+    setTime(x509_, "20240101000000Z", 0, false);
+    setTime(x509_, "20340101000000Z", 0, true);
+}
+
+CertificateBuilder::~CertificateBuilder()
+{
+    X509_free(x509_);
+    GENERAL_NAMES_free(altNames_);
+}
+
+CertificateBuilder& CertificateBuilder::subject(const std::vector<std::pair<std::string, std::string>>& entries)
+{
+    X509_NAME* name = makeName(entries);
+    X509_set_subject_name(x509_, name);
+    X509_NAME_free(name);
+    return *this;
+}
+
+CertificateBuilder& CertificateBuilder::issuer(const std::vector<std::pair<std::string, std::string>>& entries)
+{
+    X509_NAME* name = makeName(entries);
+    X509_set_issuer_name(x509_, name);
+    X509_NAME_free(name);
+    return *this;
+}
+
+CertificateBuilder& CertificateBuilder::serial(long value)
+{
+    ASN1_INTEGER_set(X509_get_serialNumber(x509_), value);
+    return *this;
+}
+
+CertificateBuilder& CertificateBuilder::notBefore(const std::string& text, int type)
+{
+    setTime(x509_, text, type, false);
+    return *this;
+}
+
+CertificateBuilder& CertificateBuilder::notAfter(const std::string& text, int type)
+{
+    setTime(x509_, text, type, true);
+    return *this;
+}
+
+CertificateBuilder& CertificateBuilder::otherName(const std::string& oid, const std::string& value, int asn1Type)
+{
+    if (!altNames_)
+        altNames_ = GENERAL_NAMES_new();
+    ASN1_STRING* string = ASN1_STRING_type_new(asn1Type);
+    ASN1_STRING_set(string, value.data(), static_cast<int>(value.size()));
+    ASN1_TYPE* typed = ASN1_TYPE_new();
+    ASN1_TYPE_set(typed, asn1Type, string);
+    GENERAL_NAME* name = GENERAL_NAME_new();
+    GENERAL_NAME_set0_othername(name, OBJ_txt2obj(oid.c_str(), 1), typed);
+    sk_GENERAL_NAME_push(altNames_, name);
+    return *this;
+}
+
+CertificateBuilder& CertificateBuilder::email(const std::string& address)
+{
+    if (!altNames_)
+        altNames_ = GENERAL_NAMES_new();
+    ASN1_IA5STRING* string = ASN1_IA5STRING_new();
+    ASN1_STRING_set(string, address.data(), static_cast<int>(address.size()));
+    GENERAL_NAME* name = GENERAL_NAME_new();
+    GENERAL_NAME_set0_value(name, GEN_EMAIL, string);
+    sk_GENERAL_NAME_push(altNames_, name);
+    return *this;
+}
+
+CertificateBuilder& CertificateBuilder::extension(const std::string& name, const std::string& value)
+{
+    X509V3_CTX context;
+    X509V3_set_ctx(&context, x509_, x509_, nullptr, nullptr, 0);
+    X509_EXTENSION* extension = X509V3_EXT_conf(nullptr, &context, name.c_str(), value.c_str());
+    if (!extension)
+        throw std::runtime_error("bad extension " + name + "=" + value);
+    X509_add_ext(x509_, extension, -1);
+    X509_EXTENSION_free(extension);
+    return *this;
+}
+
+CertificateBuilder& CertificateBuilder::publicKey(EVP_PKEY* key)
+{
+    publicKey_ = key;
+    return *this;
+}
+
+CertificateBuilder& CertificateBuilder::signWith(EVP_PKEY* key)
+{
+    signingKey_ = key;
+    return *this;
+}
+
+Bytes CertificateBuilder::der()
+{
+    if (X509_NAME_entry_count(X509_get_subject_name(x509_)) == 0
+        && X509_NAME_entry_count(X509_get_issuer_name(x509_)) == 0)
+        subject({{"CN", "Test"}});
+    if (X509_NAME_entry_count(X509_get_issuer_name(x509_)) == 0)
+        X509_set_issuer_name(x509_, X509_get_subject_name(x509_));
+    X509_set_pubkey(x509_, publicKey_ ? publicKey_ : testKey());
+    if (altNames_) {
+        X509_add1_ext_i2d(x509_, NID_subject_alt_name, altNames_, 0, X509V3_ADD_REPLACE);
+    }
+    if (X509_sign(x509_, signingKey_ ? signingKey_ : testKey(), EVP_sha256()) <= 0)
+        throw std::runtime_error("cannot sign test certificate");
+    unsigned char* der = nullptr;
+    const int length = i2d_X509(x509_, &der);
+    Bytes bytes(der, der + length);
+    OPENSSL_free(der);
+    return bytes;
+}
+
+Certificate CertificateBuilder::build()
+{
+    const Certificate certificate = Certificate::fromDer(der());
+    if (certificate.isNull())
+        throw std::runtime_error("test certificate does not parse");
+    return certificate;
+}
+
+MemoryRepository::MemoryRepository(std::vector<Certificate> certificates) : certificates_(std::move(certificates)) {}
+
+std::unique_ptr<Repository> MemoryRepository::clone() const { return std::make_unique<MemoryRepository>(*this); }
+
+bool MemoryRepository::addCertificate(const Certificate& certificate)
+{
+    if (std::find(certificates_.begin(), certificates_.end(), certificate) != certificates_.end())
+        return false;
+    certificates_.push_back(certificate);
+    return true;
+}
+
+void MemoryRepository::visitCertificates(RepositoryFilter filter, const CertificateVisitor& visitor)
+{
+    for (const Certificate& certificate : certificates_) {
+        if (!passesFilter(certificate, filter))
+            continue;
+        ++visits;
+        if (visitor(certificate) == Then::Stop)
+            return;
+    }
+}
+
+KeyPair MemoryRepository::generateKeyPair(const std::wstring&, int)
+{
+    throw KeyPairGenerationException("this repository holds no keys");
+}
+
+PrivateKeyHandle MemoryRepository::privateKeyOf(const Certificate&)
+{
+    throw CertificateNotFoundException("no keys here");
+}
+
+Bytes MemoryRepository::signDigest(const std::string&, const Bytes&, const PrivateKeyHandle&)
+{
+    throw SignatureException("no keys here");
+}
+
+Bytes MemoryRepository::decrypt(const Bytes&, const PrivateKeyHandle&)
+{
+    throw DecryptionException("no keys here");
+}
+
+} // namespace orvane::test::signer
