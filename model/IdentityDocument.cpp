@@ -1,0 +1,44 @@
+#include "model/IdentityDocument.h"
+
+#include "model/BaseException.h"
+#include "model/config/AtomicFile.h"
+
+#include <sstream>
+
+namespace orvane::model {
+
+namespace {
+
+// Default parsing, plus keeping a text made only of blanks when it is an
+// element's only content: a name of blanks written out reads back as such
+// instead of as an empty element.
+constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_ws_pcdata_single;
+
+} // namespace
+
+void loadIdentityDocument(pugi::xml_document& document, const std::string& path)
+{
+    const pugi::xml_parse_result result = document.load_file(path.c_str(), kParseOptions);
+    if (!result)
+        throw BaseException(std::string("Erro ao carregar arquivo de configuração: ") + result.description());
+}
+
+bool identityDocumentParses(const std::string& path)
+{
+    pugi::xml_document document;
+    return static_cast<bool>(document.load_file(path.c_str(), kParseOptions));
+}
+
+std::string identityDocumentText(const pugi::xml_document& document)
+{
+    std::ostringstream text;
+    document.save(text, "\t", pugi::format_default, pugi::encoding_utf8);
+    return text.str();
+}
+
+bool saveIdentityDocument(const pugi::xml_document& document, const std::string& path)
+{
+    return writeFileAtomically(path, identityDocumentText(document));
+}
+
+} // namespace orvane::model

@@ -1,0 +1,220 @@
+#include "tests/model/IdentityFixtures.h"
+
+#include "model/HarrierSignatureStrategy.h"
+#include "model/KestrelSignatureStrategy.h"
+#include "model/config/ApplicationPaths.h"
+#include "tests/mock/TempDir.h"
+
+#include "signer/Encoding.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace orvane::test {
+
+using model::Device;
+using model::HarrierInstallation;
+using model::KestrelInstallation;
+using model::KeyReference;
+using model::Orvane;
+using model::Wallet;
+
+const wchar_t* const kActiveKestrelUrl = L"https://kestrel.test/TolvaneServices/desktop";
+const wchar_t* const kOtherKestrelUrl = L"https://old-kestrel.test/TolvaneServices/desktop";
+const wchar_t* const kActiveHarrierUrl = L"harrier.test";
+const wchar_t* const kOtherHarrierUrl = L"other-harrier.test";
+
+void writeServiceConfiguration()
+{
+    const std::filesystem::path config = model::configFilePath();
+    std::filesystem::create_directories(config.parent_path());
+    writeFile(config.string(), "brantis.url = https://kestrel.test/\nharrier.url = harrier.test\n");
+}
+
+std::vector<std::string> testCertificateNames()
+{
+    return {"ecpf-a1-ademir-alves-henrique-digitalsign-rfb-2015",
+            "ecnpj-a1-kabum-certisign-rfb-g5-2019",
+            "ecnpj-a1-lemos-e-marques-certisign-rfb-g5-2020",
+            "ecnpj-a1-expand-syngularid-multipla-2024",
+            "pj-a1-grendene-certisign-multipla-g5-2016",
+            "test-ecpf-lacuna-alan-mathison-turing-2016",
+            "test-nfe-associacao-99999090910270-2009"};
+}
+
+std::shared_ptr<valmora::signer::Certificate> testCertificate(const std::string& name)
+{
+    const std::string pem =
+        readFile(std::string(ORVANE_SHARED_TESTDATA_DIR) + "/icp-brasil/end-entity/" + name + ".pem");
+    return std::make_shared<valmora::signer::Certificate>(valmora::signer::Certificate::fromText(pem));
+}
+
+std::string testCertificateBase64(const std::string& name)
+{
+    return valmora::signer::base64Encode(testCertificate(name)->toDer());
+}
+
+namespace {
+
+KeyReference reference(model::KeyGroup* group, model::SignatureStrategy* strategy, const std::string& certificate,
+                       const std::wstring& keyName, const std::wstring& friendlyName, std::uint32_t seed)
+{
+    KeyReference key(testCertificate(certificate), group, strategy);
+    key.keyName = keyName;
+    key.friendlyName = friendlyName;
+    key.ensureKeyId(seed);
+    return key;
+}
+
+std::shared_ptr<Device> device(const std::wstring& hash, const std::wstring& fantasy, const std::wstring& local)
+{
+    auto d = std::make_shared<Device>();
+    d->hash = hash;
+    d->fantasyName = fantasy;
+    d->localName = local;
+    return d;
+}
+
+} // namespace
+
+std::unique_ptr<Orvane> sampleIdentity()
+{
+    auto* kestrel = &model::KestrelSignatureStrategy::instance();
+    auto* harrier = &model::HarrierSignatureStrategy::instance();
+    const auto names = testCertificateNames();
+
+    auto identity = std::make_unique<Orvane>();
+    identity->privateKeyReference = L"Orvane.0f8c3a52-6d1e-4b7a-9c2d-5e4f3a2b1c0d";
+    identity->desktopInfo = {L"ESTACAO-07", L"Debian GNU/Linux 12 (bookworm)", L"jo\u00e3o", L"escrit\u00f3rio.local"};
+
+    KestrelInstallation old;
+    old.targetUrl = kOtherKestrelUrl;
+    old.installationCode = L"INST-OLD";
+    old.hierarchies.lastModified = L"Mon, 01 Jan 2024 00:00:00 GMT";
+    old.hierarchies.expires = 1704067200;
+    auto oldPhone = device(L"0011223344556677", L"Moto", L"Celular antigo");
+    oldPhone->keyReferences.push_back(reference(oldPhone.get(), kestrel, names[6], L"k-old", L"Associa\u00e7\u00e3o", 7));
+    old.devices.devices.push_back(oldPhone);
+    identity->kestrelInstallations.push_back(old);
+
+    KestrelInstallation active;
+    active.targetUrl = kActiveKestrelUrl;
+    active.installationCode = L"INST-ACTIVE";
+    active.hierarchies.lastModified = L"Tue, 02 Jan 2024 10:00:00 GMT";
+    active.hierarchies.expires = -5;
+    model::Hierarchy cpf;
+    cpf.displayName = L"Pessoa F\u00edsica";
+    cpf.code = L"CPF";
+    cpf.fields = {model::Field{L"999.999.999-99", L"\\d{3}\\.?\\d{3}\\.?\\d{3}-?\\d{2}"}};
+    model::Hierarchy empty;
+    active.hierarchies.hierarchies = {cpf, empty};
+    active.hierarchies.futureVersion = {L"2024-02-01", L"2.2.0 <beta> & \"rc\""};
+    active.devices.lastModified = L"W/\"etag\" & <mark>";
+    auto phone = device(L"ABCDEFGHIJKL", L"Galaxy <A54> & 'Ana'", L"Celular \"da\" Ana <&> ' \u00e7\u00e3o");
+    phone->keyReferences.push_back(reference(phone.get(), kestrel, names[0], L"key-1", L"ADEMIR", 11));
+    phone->keyReferences.push_back(reference(phone.get(), kestrel, names[1], L"key <2> & co", L"KABUM", 12));
+    auto tablet = device(L"XYZ", L"XYZ", L"kestrel no XYZ");
+    tablet->keyReferences.push_back(reference(tablet.get(), kestrel, names[2], L"", L"", 13));
+    active.devices.devices = {phone, tablet, device(L"EMPTY0000", L"EMPTY000", L"  ")};
+    identity->kestrelInstallations.push_back(active);
+
+    auto account = std::make_shared<HarrierInstallation>();
+    account->targetUrl = kActiveHarrierUrl;
+    account->userId = L"u-17";
+    account->userName = L"Ana";
+    account->organizationId = L"o-3";
+    account->organizationName = L"Org & Filhos <Ltda>";
+    account->desktopCode = L"DESK-9";
+    account->authorizationMode = L"push";
+    account->wallet = std::make_shared<Wallet>();
+    account->wallet->lastModified = L"Wed, 03 Jan 2024 08:00:00 GMT";
+    account->wallet->keyReferences.push_back(
+        reference(account->wallet.get(), harrier, names[3], L"0a 1b;CN=AC SyngularID Multipla", L"EXPAND", 21));
+    account->wallet->keyReferences.push_back(
+        reference(account->wallet.get(), harrier, names[4], L"0c;CN=AC Certisign", L"GRENDENE", 22));
+    identity->allHarrierInstallations.push_back(account);
+
+    auto elsewhere = std::make_shared<HarrierInstallation>();
+    elsewhere->targetUrl = kOtherHarrierUrl;
+    elsewhere->userName = L"Bia";
+    elsewhere->wallet = std::make_shared<Wallet>();
+    elsewhere->wallet->keyReferences.push_back(
+        reference(elsewhere->wallet.get(), harrier, names[5], L"0d;CN=Lacuna", L"Alan", 23));
+    identity->allHarrierInstallations.push_back(elsewhere);
+
+    identity->setOwners();
+    return identity;
+}
+
+namespace {
+
+void expectSameReferences(const std::vector<KeyReference>& expected, const std::vector<KeyReference>& actual)
+{
+    ASSERT_EQ(expected.size(), actual.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_TRUE(expected[i].sameContent(actual[i])) << "key reference " << i;
+        EXPECT_EQ(KeyReference::keyIdText(expected[i].keyId), KeyReference::keyIdText(actual[i].keyId));
+    }
+}
+
+} // namespace
+
+void expectSameIdentity(const Orvane& expected, const Orvane& actual)
+{
+    EXPECT_EQ(expected.privateKeyReference, actual.privateKeyReference);
+    EXPECT_EQ(expected.desktopInfo.installationName, actual.desktopInfo.installationName);
+    EXPECT_EQ(expected.desktopInfo.operatingSystem, actual.desktopInfo.operatingSystem);
+    EXPECT_EQ(expected.desktopInfo.userName, actual.desktopInfo.userName);
+    EXPECT_EQ(expected.desktopInfo.domainName, actual.desktopInfo.domainName);
+    ASSERT_EQ(expected.kestrelInstallations.size(), actual.kestrelInstallations.size());
+    for (std::size_t i = 0; i < expected.kestrelInstallations.size(); ++i) {
+        const KestrelInstallation& e = expected.kestrelInstallations[i];
+        const KestrelInstallation& a = actual.kestrelInstallations[i];
+        EXPECT_EQ(e.targetUrl, a.targetUrl);
+        EXPECT_EQ(e.installationCode, a.installationCode);
+        EXPECT_EQ(e.hierarchies, a.hierarchies);
+        EXPECT_EQ(e.devices.lastModified, a.devices.lastModified);
+        ASSERT_EQ(e.devices.devices.size(), a.devices.devices.size());
+        for (std::size_t d = 0; d < e.devices.devices.size(); ++d) {
+            EXPECT_EQ(e.devices.devices[d]->hash, a.devices.devices[d]->hash);
+            EXPECT_EQ(e.devices.devices[d]->fantasyName, a.devices.devices[d]->fantasyName);
+            EXPECT_EQ(e.devices.devices[d]->localName, a.devices.devices[d]->localName);
+            expectSameReferences(e.devices.devices[d]->keyReferences, a.devices.devices[d]->keyReferences);
+        }
+    }
+    ASSERT_EQ(expected.allHarrierInstallations.size(), actual.allHarrierInstallations.size());
+    for (std::size_t i = 0; i < expected.allHarrierInstallations.size(); ++i) {
+        const HarrierInstallation& e = *expected.allHarrierInstallations[i];
+        const HarrierInstallation& a = *actual.allHarrierInstallations[i];
+        EXPECT_TRUE(e == a);
+        EXPECT_EQ(e.userName, a.userName);
+        EXPECT_EQ(e.organizationName, a.organizationName);
+        EXPECT_EQ(e.desktopCode, a.desktopCode);
+        EXPECT_EQ(e.authorizationMode, a.authorizationMode);
+        EXPECT_EQ(e.wallet->lastModified, a.wallet->lastModified);
+        expectSameReferences(e.wallet->keyReferences, a.wallet->keyReferences);
+    }
+}
+
+std::string identityFile()
+{
+    return model::identityFilePath();
+}
+
+void removeIdentityFile()
+{
+    std::filesystem::remove(identityFile());
+}
+
+// The configuration is written once for the whole suite, inside the
+// isolated folders, before any test asks for the service addresses.
+class ServiceConfiguration : public testing::Environment {
+public:
+    void SetUp() override { writeServiceConfiguration(); }
+};
+
+[[maybe_unused]] testing::Environment* const kServiceConfiguration =
+    testing::AddGlobalTestEnvironment(new ServiceConfiguration);
+
+} // namespace orvane::test

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "model/Orvane.h"
+
+#include "signer/Certificate.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace orvane::test {
+
+// The addresses that the suite's configuration file names (written once,
+// before anything asks for them, since the program keeps them per process).
+extern const wchar_t* const kActiveKestrelUrl;
+extern const wchar_t* const kOtherKestrelUrl;
+extern const wchar_t* const kActiveHarrierUrl;
+extern const wchar_t* const kOtherHarrierUrl;
+
+// Writes the configuration file for the addresses above.
+void writeServiceConfiguration();
+
+// Real ICP-Brasil certificates from the shared test data, by file name under
+// end-entity/ (without ".pem").
+std::shared_ptr<valmora::signer::Certificate> testCertificate(const std::string& name);
+std::vector<std::string> testCertificateNames();
+// Base64 of the DER of a test certificate.
+std::string testCertificateBase64(const std::string& name);
+
+// An aggregate with two Kestrel installations (the active one second), two
+// Harrier installations (one active) with wallets, phones with key
+// references from the test certificates, XML-special characters in names,
+// and a few empty values. Back-pointers are wired.
+std::unique_ptr<model::Orvane> sampleIdentity();
+
+// Field by field equality of two aggregates, pointers excluded; on a
+// difference the failure names the first field that differs.
+void expectSameIdentity(const model::Orvane& expected, const model::Orvane& actual);
+
+// The identity file's path and a wipe of it between tests.
+std::string identityFile();
+void removeIdentityFile();
+
+} // namespace orvane::test
