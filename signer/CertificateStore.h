@@ -1,5 +1,6 @@
 #pragma once
 
+#include "signer/Certificate.h"
 #include "signer/Encoding.h"
 #include "signer/RepositoryTypes.h"
 
@@ -21,10 +22,10 @@ struct KeyProviderInfo {
     std::uint32_t keySpec = 0;
 };
 
-// One certificate of a store with its properties.
+// One certificate of a store with its properties. The certificate's
+// fingerprint (computed once, when it is parsed) is the entry's key.
 struct StoreEntry {
-    std::string fingerprint;  // canonical text: SHA-1 of the DER by hexWithBlanks
-    Bytes der;
+    Certificate certificate;
     std::optional<KeyProviderInfo> provider;
     std::optional<std::wstring> friendlyName;
 };

@@ -4,6 +4,7 @@
 #include "signer/OpenSslPtr.h"
 #include "signer/PublicKey.h"
 
+#include <exception>
 #include <optional>
 #include <string>
 
@@ -13,10 +14,22 @@ namespace valmora::signer {
 // decrypt with PKCS#1 v1.5 padding without handing their private parts out.
 // Names are UTF-8 texts; one name stands for one key pair.
 //
-// Failures throw CapiException whose text names the failed call of the key
-// store and whose label names the operation (the label that the system
-// repository reports): a name that is not there fails with a text that says
-// so.
+// A failed key store operation. The store throws only this; the repository
+// above turns it into the failures it reports.
+class KeyStoreError : public std::exception {
+public:
+    enum class Kind { Failure, NoSuchKey, KeyExists };
+    KeyStoreError(Kind kind, std::string text);
+    Kind kind() const { return kind_; }
+    const char* what() const noexcept override;
+
+private:
+    Kind kind_;
+    std::string text_;
+};
+
+// Failures throw KeyStoreError; a name that is not there fails with the kind
+// NoSuchKey and a text that names the key.
 class KeyStore {
 public:
     virtual ~KeyStore();

@@ -88,7 +88,9 @@ X509_NAME* makeName(const std::vector<std::pair<std::string, std::string>>& entr
 {
     X509_NAME* name = X509_NAME_new();
     for (const auto& [field, value] : entries)
-        if (X509_NAME_add_entry_by_txt(name, field.c_str(), MBSTRING_UTF8,
+        // Empty values are below the size limits of OpenSSL's string table;
+        // a typed string goes in as it stands.
+        if (X509_NAME_add_entry_by_txt(name, field.c_str(), value.empty() ? V_ASN1_UTF8STRING : MBSTRING_UTF8,
                                        reinterpret_cast<const unsigned char*>(value.data()),
                                        static_cast<int>(value.size()), -1, 0)
             != 1)
