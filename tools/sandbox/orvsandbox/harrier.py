@@ -19,7 +19,7 @@ from __future__ import annotations
 
 import re
 import time
-from typing import Any, Callable, Optional
+from typing import Any, Callable
 
 from .httpcore import Request, Response, Router
 from .pki import PkiError, hash_algorithm, load_public_key, sign_digest, verify_signature
@@ -112,7 +112,10 @@ class HarrierService:
             authorization = (request.header("Authorization") or "").strip()
             if not authorization.startswith("Bearer "):
                 return Response.error(401, "Assinatura Bearer ausente")
-            signature = b64decode_strict(authorization[len("Bearer "):])
+            try:
+                signature = b64decode_strict(authorization[len("Bearer "):])
+            except WireError:
+                return Response.error(401, "Assinatura Bearer ilegível")
             if request.match is not None and "desktop" in request.match.groupdict():
                 code = request.group("desktop")
             else:

@@ -22,7 +22,7 @@ import re
 import secrets
 import tempfile
 import threading
-from dataclasses import dataclass, field
+from dataclasses import dataclass
 from ipaddress import ip_address
 from pathlib import Path
 from typing import Callable, Optional

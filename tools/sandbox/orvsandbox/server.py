@@ -8,7 +8,6 @@ import signal
 import ssl
 import sys
 import threading
-import time
 from pathlib import Path
 from typing import Any, Optional, Sequence
 

@@ -23,8 +23,8 @@ from pathlib import Path
 from typing import Any, Iterable, Optional
 
 from . import seed
-from .pki import CompanyData, IssuedCertificate, PersonData, PkiError, SandboxPki, sign_digest, write_atomic
-from .wire import b64encode
+from .pki import CompanyData, IssuedCertificate, PkiError, SandboxPki, sign_digest, write_atomic
+from .wire import b64decode_strict, b64encode
 
 STATE_VERSION = 1
 LOGIN_TOKEN_SECONDS = 600
@@ -515,7 +515,6 @@ class SandboxState:
             request.error = "chave não encontrada no dispositivo"
             return
         try:
-            from .wire import b64decode_strict
             digest = b64decode_strict(request.hash_content)
             request.signature = b64encode(sign_digest(key.issued.key, request.hash_algorithm, digest))
         except Exception as exc:  # a bad digest ends the request, not the server
