@@ -1,5 +1,10 @@
 #include "app/MaintenanceSwitches.h"
 
+#include "model/IdentityMigration.h"
+#include "model/Orvane.h"
+
+#include <memory>
+
 std::optional<MaintenanceSwitches::Switch> MaintenanceSwitches::recognise(const std::string& argument)
 {
     if (argument == "/u") return Switch::Unpublish;
@@ -32,9 +37,15 @@ int MaintenanceSwitches::run(Switch job)
         break;
     case Switch::ClearCacheMarks:
         // Forgets the last-modified marks, so the next listing is complete.
+        if (orvane::model::Orvane::hasInstallation()) {
+            if (std::unique_ptr<orvane::model::Orvane> identity = orvane::model::Orvane::load())
+                identity->clearCacheMarks();
+        }
         break;
     case Switch::Migrate:
         // Moves an installation of the old layout into the new one.
+        if (orvane::model::migrationNeeded())
+            orvane::model::migrateOldInstallation();
         break;
     }
     return 0;

@@ -1,0 +1,238 @@
+// The maintenance switches and the save path exercised as real processes,
+// each in throw-away folders of its own.
+#include "model/IdentityDocument.h"
+#include "model/Orvane.h"
+#include "model/config/ApplicationPaths.h"
+#include "tests/mock/ChildProcess.h"
+#include "tests/mock/TempDir.h"
+#include "tests/model/IdentityFixtures.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <random>
+#include <set>
+#include <regex>
+#include <thread>
+
+namespace fs = std::filesystem;
+using namespace orvane::model;
+using orvane::test::readFile;
+using orvane::test::runProcess;
+using orvane::test::TempEnvironment;
+using orvane::test::writeFile;
+
+namespace {
+
+const std::string kOrvane = std::string(ORVANE_BINARY_DIR) + "/app/orvane";
+const std::string kSaveLoop = std::string(ORVANE_BINARY_DIR) + "/tests/model/model_save_loop";
+
+// A fresh HOME and XDG folders for the test and every child it starts, with
+// a configuration naming the test's service addresses.
+class Switches : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!fs::exists(kOrvane))
+            GTEST_SKIP() << "the orvane executable is not built: " << kOrvane;
+        orvane::test::writeServiceConfiguration();
+    }
+
+    orvane::test::ProcessResult orvane(const std::string& argument)
+    {
+        return runProcess({kOrvane, argument}, {}, {{"QT_QPA_PLATFORM", "offscreen"}}, 60);
+    }
+
+    // An identity with one device key and one wallet key, for the active
+    // addresses or another Kestrel address, with the KeyID elements given.
+    std::string identity(const std::wstring& kestrelUrl, const std::string& deviceKeyId,
+                         const std::string& walletKeyId)
+    {
+        auto sample = orvane::test::sampleIdentity();
+        sample->kestrelInstallations.erase(sample->kestrelInstallations.begin());
+        sample->kestrelInstallations[0].targetUrl = kestrelUrl;
+        std::string text = sample->documentText();
+        // Cut all KeyID elements, then put back the requested ones: the first
+        // KeyReference is a device key, the last three are wallet keys.
+        text = std::regex_replace(text, std::regex("\\s*<KeyID>[0-9a-f]{40}</KeyID>"), "");
+        const auto firstDeviceKey = text.find("</Certificate>") + 14;
+        text.insert(firstDeviceKey, deviceKeyId);
+        std::size_t at = text.find("<HarrierInstallations>");
+        while ((at = text.find("</Certificate>", at)) != std::string::npos) {
+            at += 14;
+            text.insert(at, walletKeyId);
+        }
+        return text;
+    }
+
+    TempEnvironment folders;
+};
+
+std::vector<std::string> keyIds(const std::string& text)
+{
+    std::vector<std::string> ids;
+    const std::regex keyId("<KeyID>([^<]*)</KeyID>");
+    for (std::sregex_iterator it(text.begin(), text.end(), keyId), end; it != end; ++it)
+        ids.push_back((*it)[1]);
+    return ids;
+}
+
+} // namespace
+
+TEST_F(Switches, ClearCacheMarksRepairsDeviceKeysAndForgetsTheMarks)
+{
+    const std::string file = identityFilePath();
+    writeFile(file, identity(orvane::test::kActiveKestrelUrl, "", "<KeyID>" + std::string(40, '7') + "</KeyID>"));
+
+    const auto first = orvane("/r");
+    EXPECT_EQ(first.exitCode, 0) << first.err;
+    const std::string repaired = readFile(file);
+    const auto ids = keyIds(repaired);
+    ASSERT_EQ(ids.size(), 6u) << repaired;   // 3 device keys (all repaired) and 3 wallet keys
+    for (const std::string& id : ids)
+        EXPECT_TRUE(std::regex_match(id, std::regex("[0-9a-f]{40}"))) << id;
+    EXPECT_NE(repaired.find("<Hierarchies LastModified=\"\" Expires=\"0\">"), std::string::npos);
+    EXPECT_NE(repaired.find("<Devices LastModified=\"\">"), std::string::npos);
+    EXPECT_NE(repaired.find("<Wallet LastModified=\"\">"), std::string::npos);
+    EXPECT_NE(repaired.find("<Wallet LastModified=\"\">"), std::string::npos);
+
+    // A second run finds nothing to repair and writes the same bytes.
+    const auto second = orvane("/r");
+    EXPECT_EQ(second.exitCode, 0) << second.err;
+    EXPECT_EQ(readFile(file), repaired);
+}
+
+TEST_F(Switches, WalletKeyWithoutKeyIdEndsTheProcessAndLeavesTheFile)
+{
+    const std::string file = identityFilePath();
+    const std::string text = identity(orvane::test::kActiveKestrelUrl, "", "");
+    writeFile(file, text);
+    const auto result = orvane("/r");
+    EXPECT_NE(result.exitCode, 0);
+    EXPECT_NE(result.err.find("Key Reference node está com dados incompletos"), std::string::npos) << result.err;
+    EXPECT_EQ(readFile(file), text);
+}
+
+TEST_F(Switches, ClearCacheMarksForAnotherAddressDoesNothing)
+{
+    const std::string file = identityFilePath();
+    const std::string text = identity(orvane::test::kOtherKestrelUrl, "", "<KeyID>" + std::string(40, '7') + "</KeyID>");
+    writeFile(file, text);
+    const auto result = orvane("/r");
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_EQ(readFile(file), text);
+
+    fs::remove(file);
+    EXPECT_EQ(orvane("/r").exitCode, 0);
+    EXPECT_FALSE(fs::exists(file));
+}
+
+TEST_F(Switches, MigrationOfTheOldLayoutRunsOnce)
+{
+    const std::string oldIdentity = legacyIdentityFilePath();
+    const std::string certificate = orvane::test::testCertificateBase64(orvane::test::testCertificateNames()[0]);
+    std::string devices;
+    for (const char* name : {"A", "B", "C"})
+        devices += std::string("<Device><Hash>H-") + name + "</Hash><FantasyName>F" + name + "</FantasyName><LocalName>"
+                 + name + "</LocalName><KeyReferences><KeyReference><KeyName>k" + name
+                 + "</KeyName><FriendlyName>f</FriendlyName><Certificate>" + certificate
+                 + "</Certificate></KeyReference></KeyReferences></Device>";
+    writeFile(oldIdentity, "<?xml version=\"1.0\"?>\n<Installation><GUID>3f2a-old-guid</GUID>"
+                           "<InstallationCode>OLD-CODE</InstallationCode><Hierarchies LastModified=\"x\" Expires=\"5\"/>"
+                           "<Devices LastModified=\"d\">" + devices + "</Devices></Installation>\n");
+    writeFile(legacyProxyFilePath(), "proxy.mode = 3\nproxy.address.http = old-proxy:8080\n");
+    writeFile(proxyFilePath(), "proxy.mode = 1\n");
+    fs::create_directories(fs::path(legacyConfigFilePath()).parent_path());
+    writeFile(legacyConfigFilePath(), "# antigo\nbrantis.base.name = /Legacy\nold.only = 1\n");
+    const std::string configBefore = readFile(configFilePath());
+
+    const auto first = orvane("/m");
+    ASSERT_EQ(first.exitCode, 0) << first.err;
+    const std::string migrated = readFile(identityFilePath());
+    pugi::xml_document document;
+    ASSERT_TRUE(document.load_string(migrated.c_str())) << migrated;
+    const pugi::xml_node root = document.child("Orvane");
+    EXPECT_STREQ(root.child("PrivateKeyReference").text().get(), "3f2a-old-guid");
+    EXPECT_FALSE(root.child("DesktopInfo").child("OperatingSystem").text().empty());   // this host's facts
+    const pugi::xml_node installation = root.child("KestrelInstallations").child("KestrelInstallation");
+    // The address is worked out after the old configuration was merged in,
+    // so the old path prefix is already in force.
+    EXPECT_STREQ(installation.attribute("TargetUrl").value(), "https://kestrel.test/Legacy/desktop");
+    EXPECT_FALSE(installation.child("GUID"));
+    EXPECT_STREQ(installation.child("InstallationCode").text().get(), "OLD-CODE");
+    std::vector<std::string> names;
+    for (const pugi::xml_node& device : installation.child("Devices").children("Device")) {
+        names.push_back(device.child("LocalName").text().get());
+        EXPECT_STREQ(device.last_child().name(), "LocalName");
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"kestrel no A", "kestrel no B", "kestrel no C"}));
+    EXPECT_TRUE(root.child("HarrierInstallations"));
+    EXPECT_EQ(readFile(proxyFilePath()), "proxy.mode = 3\nproxy.address.http = old-proxy:8080\n");
+    EXPECT_EQ(fs::status(proxyFilePath()).permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write);
+    EXPECT_EQ(readFile(configFilePath()), configBefore + "brantis.base.name = /Legacy\nold.only = 1\n");
+
+    // Again: the new identity exists now, so nothing happens.
+    const auto second = orvane("/m");
+    EXPECT_EQ(second.exitCode, 0) << second.err;
+    EXPECT_EQ(readFile(identityFilePath()), migrated);
+    EXPECT_EQ(readFile(proxyFilePath()), "proxy.mode = 3\nproxy.address.http = old-proxy:8080\n");
+
+    // The migrated keys have no KeyID yet: the next load gives them one.
+    EXPECT_EQ(orvane("/r").exitCode, 0);
+    EXPECT_EQ(keyIds(readFile(identityFilePath())).size(), 3u);
+}
+
+TEST_F(Switches, MigrationWithoutAUsableOldIdentityDoesNothing)
+{
+    EXPECT_EQ(orvane("/m").exitCode, 0);
+    EXPECT_FALSE(fs::exists(identityFilePath()));
+
+    writeFile(legacyIdentityFilePath(), "<Installation><GUID>x</GUID>");   // does not parse
+    writeFile(proxyFilePath(), "proxy.mode = 1\n");
+    EXPECT_EQ(orvane("/m").exitCode, 0);
+    EXPECT_FALSE(fs::exists(identityFilePath()));
+    EXPECT_EQ(readFile(proxyFilePath()), "proxy.mode = 1\n");
+}
+
+// A saver killed at random moments never leaves a torn file: every time the
+// file parses and is one of the whole documents that were being written.
+TEST(SaveCrash, KilledSaverLeavesAWholeDocument)
+{
+    TempEnvironment folders;
+    const std::string file = identityFilePath();
+    auto sample = orvane::test::sampleIdentity();
+    sample->desktopInfo.installationName = L"INITIAL";
+    sample->save();
+    std::set<std::string> whole = {readFile(file)};
+    for (const wchar_t* name : {L"SAVE-A", L"SAVE-B"}) {
+        sample->desktopInfo.installationName = name;
+        whole.insert(sample->documentText());
+    }
+
+    std::mt19937 random(20240601u);
+    std::uniform_int_distribution<int> delayMicroseconds(0, 12000);
+    int killedAfterASave = 0;
+    for (int round = 0; round < 200; ++round) {
+        orvane::test::BackgroundProcess saver({kSaveLoop});
+        std::this_thread::sleep_for(std::chrono::microseconds(delayMicroseconds(random)));
+        saver.kill(SIGKILL);
+        EXPECT_EQ(saver.wait(), -1);
+
+        const std::string text = readFile(file);
+        pugi::xml_document document;
+        ASSERT_TRUE(document.load_string(text.c_str())) << "round " << round;
+        ASSERT_EQ(whole.count(text), 1u) << "round " << round << ": not a whole document";
+        if (text.find("SAVE-") != std::string::npos)
+            ++killedAfterASave;
+        // Unfinished temporary files of a killed saver are left behind by
+        // design of the replacement; they never take the file's name.
+        for (const auto& entry : fs::directory_iterator(fs::path(file).parent_path()))
+            if (entry.path().filename().string().rfind("identity.xml.tmp-", 0) == 0)
+                fs::remove(entry.path());
+    }
+    // The kills did land while saves were going on.
+    EXPECT_GT(killedAfterASave, 20);
+}
