@@ -205,6 +205,12 @@ class DeviceAuthorisationTests(KestrelTestCase):
         self.assertNotIn("isAuthorized", self.is_authorized(request_code))
         self.assertIs(self.is_authorized(request_code)["isAuthorized"], True)
 
+    def test_auto_approval_after_milliseconds(self) -> None:
+        self.sandbox.admin_post("/auto-approve", {"afterMs": 0})
+        request_code = self.ask(self.search()["devices"][0]["deviceCode"])
+        self.assertIs(self.is_authorized(request_code)["isAuthorized"], True)
+        self.assertEqual(self.sandbox.admin_get(f"/requests/{request_code}")["answeredBy"], "auto")
+
     def test_request_for_a_phone_of_someone_else_is_refused(self) -> None:
         other = self.search("CPF", "52871639400")["devices"][0]["deviceCode"]
         status, answer, _ = self.agent.signed("requestAuthorization", {
