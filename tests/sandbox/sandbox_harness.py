@@ -6,6 +6,7 @@ tests check the sandbox against the protocol and not against its own helpers.
 """
 from __future__ import annotations
 
+import atexit
 import base64
 import hashlib
 import json
@@ -38,6 +39,7 @@ def _shared_pki_cache() -> Path:
     global _pki_cache
     if _pki_cache is None:
         _pki_cache = Path(tempfile.mkdtemp(prefix="orvane-sandbox-pki-"))
+        atexit.register(shutil.rmtree, _pki_cache, True)
     return _pki_cache
 
 
@@ -70,8 +72,9 @@ class SandboxProcess:
                 self.info = json.loads(ready.read_text())
                 break
             if self.process.poll() is not None:
-                self.stop(remove=False)
-                raise RuntimeError(f"sandbox exited: {self.log_text()}")
+                text = self.log_text()
+                self.stop()
+                raise RuntimeError(f"sandbox exited: {text}")
             time.sleep(0.05)
         else:
             self.stop()
