@@ -3,6 +3,7 @@ from __future__ import annotations
 
 import json
 import os
+import shutil
 import sys
 import tempfile
 import unittest
@@ -44,6 +45,7 @@ class ProgramTests(unittest.TestCase):
                 code = sandbox.stop(remove=False)
             self.assertEqual(code, 0)
             self.assertFalse(ready.exists())
+            shutil.rmtree(sandbox.state_dir, ignore_errors=True)
 
     def test_seed_lists_identities_and_accounts_with_secrets(self) -> None:
         sandbox = SandboxProcess().start()
@@ -87,7 +89,6 @@ class ProgramTests(unittest.TestCase):
             finally:
                 sandbox.stop(remove=False)
         finally:
-            import shutil
             shutil.rmtree(state_dir, ignore_errors=True)
 
     def test_base_path_must_end_in_desktop(self) -> None:
