@@ -97,9 +97,16 @@ std::optional<std::uint32_t> decimal(const std::string& text)
 // The whole file, or the error number of the failure.
 int readWhole(const std::string& path, std::string& content)
 {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    // Not blocking, and only plain files: a pipe or a device dropped into a
+    // store folder must not hold up a walk.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (fd < 0)
         return errno;
+    struct stat info {};
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(fd);
+        return EINVAL;
+    }
     content.clear();
     char buffer[8192];
     while (true) {
@@ -311,7 +318,9 @@ std::optional<StoreEntry> DirectoryCertificateStore::find(const std::string& sto
     const std::string path = storeFolder(store) + "/" + name;
     std::string content;
     const int code = readWhole(path, content);
-    if (code == ENOENT || code == ENOTDIR)
+    // Absent; or a link, pipe or folder under an entry's name, which is
+    // foreign and counts as absent.
+    if (code == ENOENT || code == ENOTDIR || code == EINVAL || code == ELOOP)
         return std::nullopt;
     if (code != 0)
         failWith(code, path);
