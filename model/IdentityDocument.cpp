@@ -9,10 +9,12 @@ namespace orvane::model {
 
 namespace {
 
-// Default parsing, plus keeping a text made only of blanks when it is an
-// element's only content: a name of blanks written out reads back as such
-// instead of as an empty element.
-constexpr unsigned kParseOptions = pugi::parse_default | pugi::parse_ws_pcdata_single;
+// Default parsing with two changes so that every text the writer puts out
+// reads back exactly: a text made only of blanks is kept when it is an
+// element's only content (instead of reading as empty), and line ends are
+// left alone (the writer does not escape a carriage return in text, so
+// normalising them would turn "\r\n" into "\n").
+constexpr unsigned kParseOptions = (pugi::parse_default | pugi::parse_ws_pcdata_single) & ~pugi::parse_eol;
 
 } // namespace
 

@@ -110,11 +110,11 @@ std::unique_ptr<Orvane> sampleIdentity()
     model::Hierarchy empty;
     active.hierarchies.hierarchies = {cpf, empty};
     active.hierarchies.futureVersion = {L"2024-02-01", L"2.2.0 <beta> & \"rc\""};
-    active.devices.lastModified = L"W/\"etag\" & <mark>";
+    active.devices.lastModified = L"W/\"etag\" & <mark>\t\r\n";
     auto phone = device(L"ABCDEFGHIJKL", L"Galaxy <A54> & 'Ana'", L"Celular \"da\" Ana <&> ' \u00e7\u00e3o");
     phone->keyReferences.push_back(reference(phone.get(), kestrel, names[0], L"key-1", L"ADEMIR", 11));
     phone->keyReferences.push_back(reference(phone.get(), kestrel, names[1], L"key <2> & co", L"KABUM", 12));
-    auto tablet = device(L"XYZ", L"XYZ", L"kestrel no XYZ");
+    auto tablet = device(L"XYZ", L"Tablet\tA\r\nB\rC \x01", L"kestrel no XYZ");
     tablet->keyReferences.push_back(reference(tablet.get(), kestrel, names[2], L"", L"", 13));
     active.devices.devices = {phone, tablet, device(L"EMPTY0000", L"EMPTY000", L"  ")};
     identity->kestrelInstallations.push_back(active);
