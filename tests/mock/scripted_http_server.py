@@ -6,7 +6,7 @@ material and signature checks). Loopback only; the port is chosen by the
 system and written to --port-file once the server listens.
 
   scripted_http_server.py serve --port-file F --record F [--script F]
-        [--cert F --key F] [--verify-key F]
+        [--cert F --key F] [--verify-key F] [--proxy-auth USER:PASSWORD]
   scripted_http_server.py certs DIR
 
 Script (JSON): {"responses": [answer, ...]}; the answers are used in request
@@ -27,6 +27,10 @@ checked with the given RSA public key (PKCS#1 v1.5, SHA-256):
             signature covers the UTF-8 bytes of contentData as sent;
   bearer:   "Authorization: Bearer <base64>" covers the flattened form of the
             JSON body (flatten() below).
+
+With --proxy-auth the server plays a proxy that insists: a request without
+"Proxy-Authorization: Basic <USER:PASSWORD>" is recorded and answered 407
+with a Basic challenge, and the script is not consulted.
 
 `certs DIR` writes: ca.pem (an authority no system trusts), good.pem/key
 (127.0.0.1 and localhost, from that CA), expired.pem/key (same names,
@@ -89,7 +93,8 @@ def verify(public_key, signature_b64, data):
 
 
 class State:
-    def __init__(self, responses, record_path, public_key):
+    def __init__(self, responses, record_path, public_key, proxy_auth=None):
+        self.proxy_auth = proxy_auth
         self.responses = responses or [{"status": 200, "body": "{}"}]
         self.record_path = record_path
         self.public_key = public_key
@@ -141,6 +146,18 @@ class Handler(BaseHTTPRequestHandler):
                 entry["bearerVerified"] = verify(key, authorization[len("Bearer "):], flatten(document))
         self.state.record(entry)
 
+        if self.state.proxy_auth is not None:
+            expected = "Basic " + base64.b64encode(self.state.proxy_auth.encode("utf-8")).decode("ascii")
+            if self.headers.get("Proxy-Authorization") != expected:
+                payload = b"proxy credentials wanted"
+                self.send_response_only(407)
+                self.send_header("Proxy-Authenticate", 'Basic realm="test proxy"')
+                self.send_header("Content-Length", str(len(payload)))
+                self.end_headers()
+                self.wfile.write(payload)
+                self.wfile.flush()
+                return
+
         answer = self.state.next_answer()
         delay = min(float(answer.get("delay", 0)), 30.0)
         if delay > 0:
@@ -186,7 +203,7 @@ def serve(args):
         from cryptography.hazmat.primitives.serialization import load_pem_public_key
         with open(args.verify_key, "rb") as f:
             public_key = load_pem_public_key(f.read())
-    Handler.state = State(responses, args.record, public_key)
+    Handler.state = State(responses, args.record, public_key, args.proxy_auth)
     open(args.record, "a").close()
 
     server = ThreadingHTTPServer(("127.0.0.1", 0), Handler)
@@ -267,6 +284,7 @@ def main():
     s.add_argument("--cert")
     s.add_argument("--key")
     s.add_argument("--verify-key")
+    s.add_argument("--proxy-auth")
     c = sub.add_parser("certs")
     c.add_argument("folder")
     args = parser.parse_args()

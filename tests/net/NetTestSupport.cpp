@@ -79,7 +79,7 @@ const TempDir& testCertificates()
 }
 
 ScriptedServer::ScriptedServer(const std::string& script, const std::string& certificate,
-                               const std::string& verifyKeyPem)
+                               const std::string& verifyKeyPem, const std::string& proxyAuth)
     : secure_(!certificate.empty())
 {
     writeFile(dir_.file("script.json"), script);
@@ -94,6 +94,8 @@ ScriptedServer::ScriptedServer(const std::string& script, const std::string& cer
     }
     if (!verifyKeyPem.empty())
         argv.insert(argv.end(), {"--verify-key", verifyKeyPem});
+    if (!proxyAuth.empty())
+        argv.insert(argv.end(), {"--proxy-auth", proxyAuth});
     process_ = std::make_unique<BackgroundProcess>(argv);
     waitFor([this] { return !readFile(dir_.file("port")).empty() || !process_->running(); }, "server");
     const std::string port = readFile(dir_.file("port"));

@@ -32,9 +32,11 @@ public:
     // `script`: the answers (see the server script); `certificate`: a stem
     // in testCertificates() for TLS ("good"...), empty for plain HTTP;
     // `verifyKeyPem`: a public key file with which signatures are checked
-    // and recorded.
+    // and recorded; `proxyAuth` ("user:password"): every request without
+    // those Basic proxy credentials is answered 407, as a proxy would.
     explicit ScriptedServer(const std::string& script = R"({"responses": [{"status": 200, "body": "{}"}]})",
-                            const std::string& certificate = {}, const std::string& verifyKeyPem = {});
+                            const std::string& certificate = {}, const std::string& verifyKeyPem = {},
+                            const std::string& proxyAuth = {});
     ~ScriptedServer();
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
