@@ -1,0 +1,239 @@
+// The certificate stores as folders: file form, permissions, foreign files,
+// order, one-file lookups and changes from two processes at once.
+#include "signer/directory/DirectoryCertificateStore.h"
+#include "tests/mock/TempDir.h"
+#include "tests/store/StoreTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+using namespace valmora::signer;
+using orvane::test::readFile;
+using orvane::test::TempDir;
+using orvane::test::writeFile;
+using orvane::test::store::makeEndEntity;
+
+namespace {
+
+mode_t modeOf(const std::string& path)
+{
+    struct stat info {};
+    EXPECT_EQ(0, ::stat(path.c_str(), &info)) << path;
+    return info.st_mode & 07777;
+}
+
+std::vector<std::string> walk(CertificateStore& store, const std::string& name)
+{
+    std::vector<std::string> seen;
+    store.forEachEntry(name, [&](const StoreEntry& entry) {
+        seen.push_back(entry.certificate.fingerprint());
+        return Then::Continue;
+    });
+    return seen;
+}
+
+class DirectoryStoreTest : public testing::Test {
+protected:
+    TempDir dir;
+    DirectoryCertificateStore store{dir.file("certstore")};
+};
+
+} // namespace
+
+TEST_F(DirectoryStoreTest, EntryRoundTripsWithLinkAndFriendlyNameIncludingAwkwardCharacters)
+{
+    const Certificate certificate = makeEndEntity("Maria");
+    StoreEntry entry{certificate, KeyProviderInfo{L"key\nwith % and ç", L"Orvane Cryptographic Provider", 24, 0, 2},
+                     std::wstring(L"Assinatura da Maria")};
+    store.put("MY", entry);
+    const std::optional<StoreEntry> back = store.find("MY", certificate.fingerprint());
+    ASSERT_TRUE(back);
+    EXPECT_EQ(certificate, back->certificate);
+    ASSERT_TRUE(back->provider);
+    EXPECT_EQ(L"key\nwith % and ç", back->provider->containerName);
+    EXPECT_EQ(L"Orvane Cryptographic Provider", back->provider->providerName);
+    EXPECT_EQ(24u, back->provider->providerType);
+    EXPECT_EQ(0u, back->provider->flags);
+    EXPECT_EQ(2u, back->provider->keySpec);
+    EXPECT_EQ(L"Assinatura da Maria", back->friendlyName.value_or(L""));
+
+    // The documented form, line by line.
+    const std::string path = store.entryPath("MY", certificate.fingerprint());
+    EXPECT_EQ(DirectoryCertificateStore::fileName(certificate.fingerprint()), path.substr(path.rfind('/') + 1));
+    const std::string text = readFile(path);
+    EXPECT_EQ(0u, text.find("orvane-certificate-entry: 1\nfingerprint: " + certificate.fingerprint() + "\n"));
+    EXPECT_NE(std::string::npos, text.find("\ncontainer-name: key%0Awith %25 and \xc3\xa7\n"));
+    EXPECT_NE(std::string::npos, text.find("\nprovider-type: 24\nprovider-flags: 0\nkey-spec: 2\n\n-----BEGIN CERTIFICATE-----\n"));
+
+    // An entry without properties has no such lines.
+    store.put("CA", StoreEntry{certificate, std::nullopt, std::nullopt});
+    const std::optional<StoreEntry> bare = store.find("CA", certificate.fingerprint());
+    ASSERT_TRUE(bare);
+    EXPECT_FALSE(bare->provider);
+    EXPECT_FALSE(bare->friendlyName);
+}
+
+TEST_F(DirectoryStoreTest, FoldersAreOwnerOnlyAndEntriesReadableByTheOwnerAlone)
+{
+    const Certificate certificate = makeEndEntity("Modes");
+    store.put("AddressBook", StoreEntry{certificate, std::nullopt, std::nullopt});
+    EXPECT_EQ(0700u, modeOf(dir.file("certstore")));
+    EXPECT_EQ(0700u, modeOf(dir.file("certstore/AddressBook")));
+    EXPECT_EQ(0600u, modeOf(store.entryPath("AddressBook", certificate.fingerprint())));
+}
+
+TEST_F(DirectoryStoreTest, ForeignDamagedAndHalfWrittenFilesArePassedOverNeverFatal)
+{
+    const Certificate good = makeEndEntity("Good", 1);
+    const Certificate other = makeEndEntity("Other", 2);
+    store.put("MY", StoreEntry{good, std::nullopt, std::nullopt});
+    const std::string folder = dir.file("certstore/MY");
+    const std::string goodText = readFile(store.entryPath("MY", good.fingerprint()));
+
+    writeFile(folder + "/notes.txt", "not an entry");
+    writeFile(folder + "/" + DirectoryCertificateStore::fileName(good.fingerprint()) + ".tmp-AbC123", goodText);
+    // A whole entry under the name of another certificate.
+    writeFile(folder + "/" + DirectoryCertificateStore::fileName(other.fingerprint()), goodText);
+    // Truncated, garbage, a wrong first line, a broken escape.
+    const std::string names[] = {std::string(40, 'a'), std::string(40, 'b'), std::string(40, 'c'),
+                                 std::string(40, 'd')};
+    writeFile(folder + "/" + names[0] + ".entry", goodText.substr(0, goodText.size() / 2));
+    writeFile(folder + "/" + names[1] + ".entry", "\x01\x02 garbage");
+    writeFile(folder + "/" + names[2] + ".entry", "orvane-certificate-entry: 9\n" + goodText);
+    writeFile(folder + "/" + names[3] + ".entry", "orvane-certificate-entry: 1\nfriendly-name: %G1\n\n");
+    // A pipe and a folder under entry names must not hold up the walk.
+    ASSERT_EQ(0, ::mkfifo((folder + "/" + std::string(40, 'e') + ".entry").c_str(), 0600));
+    ASSERT_EQ(0, ::mkdir((folder + "/" + std::string(40, 'f') + ".entry").c_str(), 0700));
+
+    EXPECT_EQ(std::vector<std::string>{good.fingerprint()}, walk(store, "MY"));
+    EXPECT_FALSE(store.find("MY", other.fingerprint()));
+    EXPECT_FALSE(store.find("MY", std::string(40, 'e')));
+    EXPECT_TRUE(store.find("MY", good.fingerprint()));
+}
+
+TEST_F(DirectoryStoreTest, WalkOrderIsTheOrderOfFileNamesAndStopEndsIt)
+{
+    std::vector<std::string> names;
+    for (long serial = 1; serial <= 12; ++serial) {
+        const Certificate certificate = makeEndEntity("Order " + std::to_string(serial), serial);
+        store.put("MY", StoreEntry{certificate, std::nullopt, std::nullopt});
+        names.push_back(DirectoryCertificateStore::fileName(certificate.fingerprint()));
+    }
+    std::sort(names.begin(), names.end());
+    std::vector<std::string> walked;
+    for (const std::string& fingerprint : walk(store, "MY"))
+        walked.push_back(DirectoryCertificateStore::fileName(fingerprint));
+    EXPECT_EQ(names, walked);
+    EXPECT_EQ(walked, [&] {
+        std::vector<std::string> again;
+        for (const std::string& fingerprint : walk(store, "MY"))
+            again.push_back(DirectoryCertificateStore::fileName(fingerprint));
+        return again;
+    }());
+
+    int visits = 0;
+    store.forEachEntry("MY", [&](const StoreEntry&) { return ++visits == 3 ? Then::Stop : Then::Continue; });
+    EXPECT_EQ(3, visits);
+    EXPECT_TRUE(walk(store, "ROOT").empty()) << "a store never written is empty";
+}
+
+TEST_F(DirectoryStoreTest, LookupByFingerprintOpensOneFileAndNoFolder)
+{
+    Certificate wanted;
+    for (long serial = 1; serial <= 50; ++serial) {
+        const Certificate certificate = makeEndEntity("Lookup " + std::to_string(serial), serial);
+        store.put("MY", StoreEntry{certificate, std::nullopt, std::nullopt});
+        if (serial == 25)
+            wanted = certificate;
+    }
+    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(watch, 0);
+    ASSERT_GE(inotify_add_watch(watch, dir.file("certstore/MY").c_str(), IN_OPEN), 0);
+    ASSERT_TRUE(store.find("MY", wanted.fingerprint()));
+    EXPECT_FALSE(store.find("MY", makeEndEntity("Absent", 99).fingerprint()));
+
+    int fileOpens = 0, folderOpens = 0;
+    alignas(inotify_event) char buffer[8192];
+    ssize_t length = 0;
+    while ((length = ::read(watch, buffer, sizeof buffer)) > 0) {
+        for (char* cursor = buffer; cursor < buffer + length;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(cursor);
+            if (event->mask & IN_ISDIR || event->len == 0)
+                ++folderOpens;
+            else
+                ++fileOpens;
+            cursor += sizeof(inotify_event) + event->len;
+        }
+    }
+    ::close(watch);
+    EXPECT_EQ(1, fileOpens) << "the hit opens its file; the miss opens nothing";
+    EXPECT_EQ(0, folderOpens);
+}
+
+TEST_F(DirectoryStoreTest, AddKeepsWhatStandsUpdateAndRemoveReportAbsence)
+{
+    const Certificate certificate = makeEndEntity("Add");
+    EXPECT_TRUE(store.add("CA", StoreEntry{certificate, std::nullopt, std::wstring(L"first")}));
+    EXPECT_FALSE(store.add("CA", StoreEntry{certificate, std::nullopt, std::wstring(L"second")}));
+    EXPECT_EQ(L"first", store.find("CA", certificate.fingerprint())->friendlyName.value_or(L""));
+
+    EXPECT_TRUE(store.update("CA", certificate.fingerprint(), [](StoreEntry& entry) { entry.friendlyName.reset(); }));
+    EXPECT_FALSE(store.find("CA", certificate.fingerprint())->friendlyName);
+    EXPECT_FALSE(store.update("ROOT", certificate.fingerprint(), [](StoreEntry&) { ADD_FAILURE(); }));
+
+    EXPECT_TRUE(store.remove("CA", certificate.fingerprint()));
+    EXPECT_FALSE(store.remove("CA", certificate.fingerprint()));
+    EXPECT_FALSE(store.remove("ROOT", certificate.fingerprint()));
+    EXPECT_FALSE(store.find("CA", certificate.fingerprint()));
+
+    try {
+        store.put("Personal", StoreEntry{certificate, std::nullopt, std::nullopt});
+        ADD_FAILURE() << "an unknown store was written";
+    } catch (const CertificateStoreError& error) {
+        EXPECT_EQ(EINVAL, error.code());
+    }
+}
+
+TEST_F(DirectoryStoreTest, ChangesFromTwoProcessesAtOnceAreSerialised)
+{
+    // Each process adds one to a counter kept in the same entry, many times;
+    // without the lock, read and write of the two would interleave and
+    // increments would be lost.
+    const Certificate certificate = makeEndEntity("Shared");
+    store.put("MY", StoreEntry{certificate, std::nullopt, std::wstring(L"0")});
+    constexpr int rounds = 150;
+    const auto increment = [&] {
+        DirectoryCertificateStore own(dir.file("certstore"));
+        for (int i = 0; i < rounds; ++i)
+            own.update("MY", certificate.fingerprint(), [](StoreEntry& entry) {
+                entry.friendlyName = std::to_wstring(std::stoi(*entry.friendlyName) + 1);
+            });
+    };
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        increment();
+        ::_exit(0);
+    }
+    increment();
+    int status = 0;
+    ASSERT_EQ(child, ::waitpid(child, &status, 0));
+    ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(std::to_wstring(2 * rounds), store.find("MY", certificate.fingerprint())->friendlyName.value_or(L""));
+    int files = 0;
+    if (DIR* folder = ::opendir(dir.file("certstore/MY").c_str())) {
+        while (const dirent* item = ::readdir(folder))
+            files += item->d_name[0] != '.';
+        ::closedir(folder);
+    }
+    EXPECT_EQ(1, files) << "one entry, and no temporary file left behind";
+}
