@@ -156,11 +156,11 @@ bool fillGeneralName(GENERAL_NAME* name, int number, const AltNameEntry& entry)
         // already, that registration stands.
         if (OBJ_txt2nid(parts[0].c_str()) == NID_undef)
             OBJ_create(parts[0].c_str(), parts[1].c_str(), parts[2].c_str());
-        ASN1_OBJECT* identifier = OBJ_txt2obj(parts[0].c_str(), 1);
+        Asn1ObjectPtr identifier(OBJ_txt2obj(parts[0].c_str(), 1));
         ERR_clear_error();
         if (!identifier)
             return false;
-        GENERAL_NAME_set0_value(name, GEN_RID, identifier);
+        GENERAL_NAME_set0_value(name, GEN_RID, identifier.release());
         return true;
     }
     default:
