@@ -3,6 +3,7 @@
 #include "model/ActiveInstallationNotFound.h"
 #include "model/DesktopInfoXml.h"
 #include "model/IdentityDocument.h"
+#include "model/KestrelEnrolment.h"
 #include "model/XmlNodes.h"
 #include "model/config/ApplicationPaths.h"
 #include "model/config/AtomicFile.h"
@@ -63,7 +64,9 @@ std::unique_ptr<Orvane> Orvane::load(const HierarchyRefresh& refreshActive)
 
 Orvane::HierarchyRefresh Orvane::serviceHierarchyRefresh()
 {
-    return {};
+    // The catalogue's message is not shown at this point; the forms keep the
+    // copy in the file when the fetch fails.
+    return [](KestrelInstallation& installation, bool& changed) { listHierarchies(installation, changed); };
 }
 
 bool Orvane::hasInstallation()

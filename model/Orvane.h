@@ -1,9 +1,13 @@
 #pragma once
 
+#include "model/Clock.h"
+#include "model/CreateInstallationResult.h"
 #include "model/FutureVersion.h"
 #include "model/HarrierInstallation.h"
 #include "model/KestrelInstallation.h"
 #include "model/KeyReference.h"
+#include "model/OperationResult.h"
+#include "model/UserCredentials.h"
 #include "model/config/DesktopInfo.h"
 #include "model/config/ProxySettings.h"
 
@@ -43,8 +47,8 @@ public:
     static std::unique_ptr<Orvane> load(const HierarchyRefresh& refreshActive);
 
     // The refresh that read() and load() use: the catalogue call to the
-    // Kestrel service. Empty while that call is not built in; the catalogue
-    // in the file is then used as it stands.
+    // Kestrel service, whose failure leaves the catalogue in the file as it
+    // stands.
     static HierarchyRefresh serviceHierarchyRefresh();
 
     // Whether the file holds a Kestrel installation for the configured
@@ -74,6 +78,34 @@ public:
 
     // Points every installation, group and key reference at this aggregate.
     void setOwners();
+
+    // Changes through the services (the clock times the calls' stamps).
+
+    // Enrols this computer at the configured Kestrel service: with the key
+    // pair of the existing identity, or a new one ("Orvane." and a UUID) when
+    // there is no identity yet. Only a successful enrolment writes the file
+    // (with the new installation and `info`); a failure leaves a new key
+    // pair behind in the key store and nothing else.
+    static CreateInstallationResult install(const DesktopInfo& info, Clock& clock = Clock::system());
+    // Lists the certificates of the active installations; when a list came
+    // back new, saves and brings the certificate store into line. A failed
+    // listing returns at once, with nothing saved.
+    OperationResult refreshCertificates(Clock& clock = Clock::system());
+    // Asks for the authorisation mode of every active Harrier installation
+    // that has none yet; nothing is saved here.
+    void refreshAuthorizationModes(Clock& clock = Clock::system());
+    // Logs in, registers this computer with the account, fills in its
+    // authorisation mode, adds the installation and saves.
+    OperationResult addHarrierAccount(const UserCredentials& credentials, Clock& clock = Clock::system());
+    // Takes a key group off this computer: a phone is unpaired (memory only),
+    // a wallet invalidated at the service and its installation dropped, then
+    // saved, also when the service refused. Returns the status; 1 for a group
+    // of no known kind. A wallet of no active installation is thrown as a
+    // pointer to a heap ActiveInstallationNotFound, which the catcher owns.
+    std::int32_t unregisterKeyGroup(KeyGroup* group, Clock& clock = Clock::system());
+    // Renames a phone on this computer and saves; false for a wallet or a
+    // name that a phone already has.
+    bool renameDevice(KeyGroup* group, const std::wstring& newName);
 
     static ProxySettings loadProxySettings();
     static void saveProxySettings(const ProxySettings& settings);
