@@ -33,7 +33,13 @@ int MaintenanceSwitches::run(Switch job)
         // Removes this identity's certificates from the user's store.
         break;
     case Switch::Refresh:
-        // Lists the certificates at both services and publishes them.
+        // Lists the certificates at both services and publishes them. What
+        // the refresh reports is not looked at: the installer only needs the
+        // store brought into line when the services can be reached.
+        if (orvane::model::Orvane::hasInstallation()) {
+            if (std::unique_ptr<orvane::model::Orvane> identity = orvane::model::Orvane::load())
+                identity->refreshCertificates();
+        }
         break;
     case Switch::ClearCacheMarks:
         // Forgets the last-modified marks, so the next listing is complete.
