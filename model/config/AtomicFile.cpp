@@ -2,7 +2,10 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
+#include <dirent.h>
 #include <fcntl.h>
+#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -34,10 +37,34 @@ std::string folderOf(const std::string& path)
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+// A writer killed between creating its temporary file and renaming it leaves
+// the temporary behind. Such leftovers are removed by the next writer of the
+// same file once they are old enough that no live writer can still own them.
+void removeStaleTemporaries(const std::string& path)
+{
+    constexpr std::time_t kStaleSeconds = 600;
+    const std::string folder = folderOf(path);
+    const std::string prefix = path.substr(path.find_last_of('/') + 1) + ".tmp-";
+    std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), &closedir);
+    if (!entries)
+        return;
+    const std::time_t now = std::time(nullptr);
+    while (const dirent* entry = readdir(entries.get())) {
+        const std::string name = entry->d_name;
+        if (name.compare(0, prefix.size(), prefix) != 0)
+            continue;
+        const std::string leftover = folder + "/" + name;
+        struct stat info {};
+        if (lstat(leftover.c_str(), &info) == 0 && S_ISREG(info.st_mode) && now - info.st_mtime > kStaleSeconds)
+            ::unlink(leftover.c_str());
+    }
+}
+
 } // namespace
 
 bool writeFileAtomically(const std::string& path, const std::string& content, mode_t mode)
 {
+    removeStaleTemporaries(path);
     std::string pattern = path + ".tmp-XXXXXX";
     std::vector<char> name(pattern.begin(), pattern.end());
     name.push_back('\0');
