@@ -3,6 +3,7 @@
 #include "app/FontFamilies.h"
 #include "app/SingleInstance.h"
 #include "app/WindowActivator.h"
+#include "model/Orvane.h"
 #include "ui/models/InstallationModel.h"
 #include "ui/models/VerificationConnectionServer.h"
 #include "ui/models/VersionVerifier.h"
@@ -12,6 +13,8 @@
 #include <QQmlContext>
 #include <QUrl>
 #include <QWindow>
+
+#include <memory>
 
 const wchar_t* const Application::kVersion = L"2.1.4.3";
 
@@ -26,11 +29,25 @@ int Application::run(int argc, char** argv)
         return 1;
     }
 
+    // The identity aggregate outlives every model that points to it.
+    std::unique_ptr<orvane::model::Orvane> orvane;
+
     // The object graph, in the order the models depend on each other; each
     // outlives the engine that shows it.
     VersionVerifier versionVerifier;
     VerificationConnectionServer verificationConnectionServer;
     InstallationModel installationModel;
+
+    // The aggregate reaches the models only through this signal.
+    QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &versionVerifier, &VersionVerifier::setPtrOrvane);
+    QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &installationModel, &InstallationModel::setPtrOrvane);
+
+    // Loading may talk to the network (the hierarchy catalogue); it happens
+    // before any window exists. An identity file that cannot be read ends the
+    // start here, leaving the file as it is for the user or support to see.
+    if (orvane::model::Orvane::hasInstallation())
+        orvane = orvane::model::Orvane::load();
+    emit installationModel.ptrOrvaneChanged(orvane.get());
 
     versionVerifier.setCurrentVersion(kVersion);
     FontFamilies::registerSubstitutes();

@@ -1,21 +1,51 @@
 #include "ui/models/InstallationModel.h"
 
+#include "model/Orvane.h"
 #include "model/config/ApplicationPaths.h"
+#include "model/config/ServiceUrls.h"
 #include "tests/mock/TempDir.h"
 
 #include <gtest/gtest.h>
 
 #include <QSignalSpy>
 
+#include <filesystem>
+
 using orvane::test::TempEnvironment;
+
+namespace {
+
+void saveIdentityFor(const std::wstring& targetUrl)
+{
+    orvane::model::Orvane identity;
+    identity.privateKeyReference = L"Orvane.00000000-0000-4000-8000-000000000000";
+    orvane::model::KestrelInstallation installation;
+    installation.targetUrl = targetUrl;
+    installation.installationCode = L"CODE";
+    identity.kestrelInstallations.push_back(installation);
+    identity.setOwners();
+    identity.save();
+}
+
+} // namespace
 
 TEST(InstallationModel, HasAnInstallationIsReadAfreshFromTheIdentityFile)
 {
     TempEnvironment env;
+    std::filesystem::create_directories(env.commonDataFolder() + "/Orvane");
+    orvane::test::writeFile(orvane::model::configFilePath(), "brantis.url = http://kestrel.test\n");
     InstallationModel model;
     EXPECT_FALSE(model.getHasAnInstallation());
-    orvane::test::writeFile(orvane::model::identityFilePath(), "<?xml version=\"1.0\"?>\n");
+
+    // Only an installation for the configured service counts.
+    saveIdentityFor(L"http://elsewhere.test/TolvaneServices/desktop");
+    EXPECT_FALSE(model.getHasAnInstallation());
+    saveIdentityFor(orvane::model::kestrelBaseUrl());
     EXPECT_TRUE(model.getHasAnInstallation());
+
+    // A damaged file reads as no installation instead of breaking the screen.
+    orvane::test::writeFile(orvane::model::identityFilePath(), "<Orvane><broken");
+    EXPECT_FALSE(model.getHasAnInstallation());
 
     QSignalSpy changed(&model, &InstallationModel::installationChanged);
     model.reloadConfig();

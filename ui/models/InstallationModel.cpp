@@ -1,9 +1,9 @@
 #include "ui/models/InstallationModel.h"
 
-#include "model/config/ApplicationPaths.h"
+#include "model/Orvane.h"
 #include "model/config/HostFacts.h"
 
-#include <filesystem>
+#include <exception>
 
 namespace {
 
@@ -35,8 +35,11 @@ void InstallationModel::fillDefault(std::wstring& field, const wchar_t* fallback
 
 bool InstallationModel::getHasAnInstallation() const
 {
-    std::error_code ignored;
-    return std::filesystem::exists(orvane::model::identityFilePath(), ignored);
+    try {
+        return Orvane::hasInstallation();
+    } catch (const std::exception&) {
+        return false;
+    }
 }
 
 QString InstallationModel::getInstallationName() const { return QString::fromStdWString(desktopInfo_.installationName); }
@@ -52,6 +55,11 @@ void InstallationModel::reloadConfig()
 {
     getHasAnInstallation();
     emit installationChanged();
+}
+
+void InstallationModel::setPtrOrvane(Orvane* ptrOrvane)
+{
+    orvane_ = ptrOrvane;
 }
 
 void InstallationModel::installationNameLeftBlank() { fillDefault(desktopInfo_.installationName, kDefaultInstallationName); }

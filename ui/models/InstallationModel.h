@@ -2,6 +2,9 @@
 
 #include "model/config/DesktopInfo.h"
 
+namespace orvane::model { class Orvane; }
+using orvane::model::Orvane;
+
 #include <QObject>
 #include <QString>
 
@@ -20,7 +23,9 @@ public:
 
 public slots:
     // Read afresh on every call: the identity file may have been written by
-    // another process (a switch run) since the last look.
+    // another process (a switch run) since the last look. An identity file
+    // that cannot be read counts as no installation here; the start has
+    // already refused to run on one.
     bool getHasAnInstallation() const;
     QString getInstallationName() const;
     void setInstallationName(const QString& value);
@@ -35,15 +40,20 @@ public slots:
     void installationNameLeftBlank();
     void userNameLeftBlank();
     void domainNameLeftBlank();
+    // Keeps the aggregate every model shares; null until an installation exists.
+    void setPtrOrvane(Orvane* ptrOrvane);
 
 signals:
     void installationChanged();
     void setupNewConfigurationFinished();
     void errorChanged();
+    // The one path by which the aggregate reaches the models.
+    void ptrOrvaneChanged(Orvane* ptrOrvane);
 
 private:
     void fillDefault(std::wstring& field, const wchar_t* fallback);
 
     orvane::model::DesktopInfo desktopInfo_;
     QString errorServer_;
+    Orvane* orvane_ = nullptr;
 };

@@ -3,6 +3,9 @@
 #include <QObject>
 #include <QString>
 
+namespace orvane::model { class Orvane; }
+using orvane::model::Orvane;
+
 // The program's own version, and the version the service recommends, for the
 // About box and the new-version notice.
 class VersionVerifier : public QObject {
@@ -18,15 +21,18 @@ public:
     // as the latest.
     bool currentlyLastVersion() const { return true; }
     // Empty until an installation exists and its catalogue names a version.
-    QString recommendedVersion() const { return recommendedVersion_; }
+    QString recommendedVersion() const;
     QString currentVersion() const { return QString::fromStdWString(currentVersion_); }
 
     void setCurrentVersion(const std::wstring& version);
+
+public slots:
+    void setPtrOrvane(Orvane* ptrOrvane);
 
 signals:
     void currentlyLastVersionChanged();
 
 private:
     std::wstring currentVersion_;
-    QString recommendedVersion_;
+    Orvane* orvane_ = nullptr;
 };
