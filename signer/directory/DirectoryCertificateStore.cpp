@@ -127,11 +127,16 @@ int readWhole(const std::string& path, std::string& content)
 }
 
 // Entries are replaced whole, owner-only.
-void writeEntry(const std::string& path, const StoreEntry& entry)
+void writeText(const std::string& path, const std::string& text)
 {
     errno = 0;
-    if (!orvane::model::writeFileAtomically(path, DirectoryCertificateStore::encode(entry), 0600))
+    if (!orvane::model::writeFileAtomically(path, text, 0600))
         failWith(errno ? errno : EIO, path);
+}
+
+void writeEntry(const std::string& path, const StoreEntry& entry)
+{
+    writeText(path, DirectoryCertificateStore::encode(entry));
 }
 
 // An exclusive advisory lock on a store folder for the time of one change,
@@ -358,8 +363,13 @@ bool DirectoryCertificateStore::update(const std::string& store, const std::stri
     std::optional<StoreEntry> entry = find(store, fingerprint);
     if (!entry)
         return false;
+    const std::string before = encode(*entry);
     change(*entry);
-    writeEntry(entryPath(store, fingerprint), *entry);
+    // A change that changes nothing costs no write: publication sets the
+    // link of every entry it keeps, and most of them stand as they were.
+    const std::string after = encode(*entry);
+    if (after != before)
+        writeText(entryPath(store, fingerprint), after);
     return true;
 }
 

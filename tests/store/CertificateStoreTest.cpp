@@ -190,6 +190,14 @@ TEST_F(DirectoryStoreTest, AddKeepsWhatStandsUpdateAndRemoveReportAbsence)
     EXPECT_FALSE(store.find("CA", certificate.fingerprint())->friendlyName);
     EXPECT_FALSE(store.update("ROOT", certificate.fingerprint(), [](StoreEntry&) { ADD_FAILURE(); }));
 
+    // A change that changes nothing leaves the file as it is.
+    struct stat before {}, after {};
+    const std::string path = store.entryPath("CA", certificate.fingerprint());
+    ASSERT_EQ(0, ::stat(path.c_str(), &before));
+    EXPECT_TRUE(store.update("CA", certificate.fingerprint(), [](StoreEntry& entry) { entry.friendlyName.reset(); }));
+    ASSERT_EQ(0, ::stat(path.c_str(), &after));
+    EXPECT_EQ(before.st_ino, after.st_ino) << "rewritten although nothing changed";
+
     EXPECT_TRUE(store.remove("CA", certificate.fingerprint()));
     EXPECT_FALSE(store.remove("CA", certificate.fingerprint()));
     EXPECT_FALSE(store.remove("ROOT", certificate.fingerprint()));
