@@ -1,0 +1,214 @@
+#include "tests/mock/SandboxServices.h"
+
+#include <json/reader.h>
+#include <json/writer.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+#ifndef ORVANE_SYSTEM_PYTHON
+#define ORVANE_SYSTEM_PYTHON "/usr/bin/python3"
+#endif
+
+namespace orvane::test {
+
+namespace {
+
+const char* const kSandboxScript = ORVANE_SOURCE_DIR "/tools/sandbox/orvane_sandbox.py";
+
+Json::Value parseJson(const std::string& text)
+{
+    Json::Value value;
+    Json::CharReaderBuilder builder;
+    std::istringstream stream(text);
+    std::string errors;
+    if (!Json::parseFromStream(builder, stream, &value, &errors))
+        return Json::Value();
+    return value;
+}
+
+std::string shellQuote(const std::string& text)
+{
+    std::string quoted = "'";
+    for (char c : text)
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
+} // namespace
+
+SandboxServices::SandboxServices(const std::string& configOut, const std::vector<std::string>& extraArguments)
+{
+    const std::string ready = state_.file("ready.json");
+    std::string command = "exec " + shellQuote(ORVANE_SYSTEM_PYTHON) + " " + shellQuote(kSandboxScript)
+        + " --state-dir " + shellQuote(state_.path()) + " --kestrel-port 0 --harrier-port 0 --ready-file "
+        + shellQuote(ready) + " --quiet";
+    if (!configOut.empty()) {
+        std::filesystem::create_directories(std::filesystem::path(configOut).parent_path());
+        command += " --config-out " + shellQuote(configOut);
+    }
+    for (const std::string& argument : extraArguments)
+        command += " " + shellQuote(argument);
+    command += " >" + shellQuote(state_.file("sandbox.log")) + " 2>&1";
+    process_ = std::make_unique<BackgroundProcess>(std::vector<std::string>{"/bin/sh", "-c", command});
+
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(90);
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (std::filesystem::exists(ready)) {
+            info_ = parseJson(readFile(ready));
+            if (info_.isObject())
+                return;
+        }
+        if (!process_->running())
+            throw std::runtime_error("sandbox ended at start: " + readFile(state_.file("sandbox.log")));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    throw std::runtime_error("sandbox did not get ready: " + readFile(state_.file("sandbox.log")));
+}
+
+SandboxServices::~SandboxServices()
+{
+    if (!process_ || !process_->running())
+        return;
+    process_->kill(SIGTERM);
+    for (int i = 0; i < 100 && process_->running(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    if (process_->running())
+        process_->kill(SIGKILL);
+    process_->wait();
+}
+
+unsigned SandboxServices::kestrelPort() const { return info_["kestrel_port"].asUInt(); }
+unsigned SandboxServices::harrierPort() const { return info_["harrier_port"].asUInt(); }
+std::string SandboxServices::configFile() const { return info_["config_file"].asString(); }
+
+Json::Value SandboxServices::exchange(const std::string& method, const std::string& path, const std::string& body)
+{
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (socket < 0)
+        throw std::runtime_error("socket failed");
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(kestrelPort()));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+        ::close(socket);
+        throw std::runtime_error("sandbox admin interface unreachable");
+    }
+    std::string request = method + " /admin" + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n";
+    if (method != "GET")
+        request += "Content-Type: application/json\r\nContent-Length: " + std::to_string(body.size()) + "\r\n";
+    request += "\r\n" + body;
+    for (std::size_t sent = 0; sent < request.size();) {
+        const ssize_t n = ::send(socket, request.data() + sent, request.size() - sent, MSG_NOSIGNAL);
+        if (n <= 0) {
+            ::close(socket);
+            throw std::runtime_error("sending to the sandbox failed");
+        }
+        sent += static_cast<std::size_t>(n);
+    }
+    std::string answer;
+    char buffer[8192];
+    for (ssize_t n; (n = ::recv(socket, buffer, sizeof buffer, 0)) > 0;)
+        answer.append(buffer, static_cast<std::size_t>(n));
+    ::close(socket);
+
+    const std::size_t headerEnd = answer.find("\r\n\r\n");
+    if (answer.compare(0, 5, "HTTP/") != 0 || headerEnd == std::string::npos)
+        throw std::runtime_error("no answer from the sandbox admin interface");
+    lastStatus_ = std::stoi(answer.substr(answer.find(' ') + 1, 3));
+    return parseJson(answer.substr(headerEnd + 4));
+}
+
+Json::Value SandboxServices::get(const std::string& path) { return exchange("GET", path, {}); }
+
+Json::Value SandboxServices::post(const std::string& path, const Json::Value& body)
+{
+    return exchange("POST", path, Json::writeString(Json::StreamWriterBuilder(), body));
+}
+
+Json::Value SandboxServices::remove(const std::string& path) { return exchange("DELETE", path, {}); }
+
+Json::Value SandboxServices::seed() { return get("/seed"); }
+
+std::vector<Json::Value> SandboxServices::requests(const std::string& state, const std::string& kind,
+                                                   const std::string& deviceCode)
+{
+    std::string query;
+    auto add = [&](const char* name, const std::string& value) {
+        if (!value.empty())
+            query += (query.empty() ? "?" : "&") + std::string(name) + "=" + value;
+    };
+    add("state", state);
+    add("kind", kind);
+    add("device", deviceCode);
+    std::vector<Json::Value> found;
+    const Json::Value answer = get("/requests" + query);
+    for (const Json::Value& request : answer["requests"])
+        found.push_back(request);
+    return found;
+}
+
+void SandboxServices::approve(const std::string& requestId)
+{
+    post("/requests/" + requestId + "/approve");
+    if (lastStatus_ != 200)
+        throw std::runtime_error("sandbox refused to approve " + requestId);
+}
+
+void SandboxServices::deny(const std::string& requestId)
+{
+    post("/requests/" + requestId + "/deny");
+    if (lastStatus_ != 200)
+        throw std::runtime_error("sandbox refused to deny " + requestId);
+}
+
+void SandboxServices::addFault(const Json::Value& fault)
+{
+    post("/faults", fault);
+    if (lastStatus_ / 100 != 2)
+        throw std::runtime_error("sandbox refused the fault");
+}
+
+void SandboxServices::clearFaults() { remove("/faults"); }
+
+std::vector<Json::Value> SandboxServices::faults()
+{
+    std::vector<Json::Value> found;
+    const Json::Value answer = get("/faults");
+    for (const Json::Value& fault : answer.isArray() ? answer : answer["faults"])
+        found.push_back(fault);
+    return found;
+}
+
+void SandboxServices::stopAutoApproval()
+{
+    Json::Value rule(Json::objectValue);
+    rule["afterPolls"] = Json::Value();
+    rule["afterMs"] = Json::Value();
+    post("/auto-approve", rule);
+}
+
+std::vector<std::string> SandboxServices::deviceCodesOf(const std::string& identityName)
+{
+    std::vector<std::string> codes;
+    const Json::Value all = seed();
+    for (const Json::Value& identity : all["identities"]) {
+        if (identity["displayName"].asString() != identityName && identity["slug"].asString() != identityName)
+            continue;
+        for (const Json::Value& device : identity["devices"])
+            codes.push_back(device["deviceCode"].asString());
+    }
+    return codes;
+}
+
+} // namespace orvane::test

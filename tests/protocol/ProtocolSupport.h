@@ -1,0 +1,76 @@
+#pragma once
+
+// What the protocol suites share: one sandbox for the whole test program
+// (started before the first case, with the agent's configuration pointing at
+// it), a clock that runs waits in no time, and an enrolled identity to start
+// from.
+
+#include "model/Clock.h"
+#include "model/Orvane.h"
+#include "tests/mock/SandboxServices.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace orvane::test {
+
+// The sandbox of this test program.
+SandboxServices& sandbox();
+
+// A clock whose sleeps return at once, moving its time on by the seconds
+// asked and recording them; `onSleep` runs after each sleep with the number
+// of sleeps so far (a phone that answers at a given moment). Its time starts
+// at the real time, so marks and stamps look ordinary to the services.
+class FakeClock : public model::Clock {
+public:
+    FakeClock();
+    std::int64_t nowMilliseconds() override { return now_; }
+    void sleepSeconds(int seconds) override;
+
+    void advanceSeconds(std::int64_t seconds) { now_ += seconds * 1000; }
+    const std::vector<int>& sleeps() const { return sleeps_; }
+    std::int64_t start() const { return start_; }
+
+    std::function<void(std::size_t sleepCount)> onSleep;
+
+private:
+    std::int64_t start_;
+    std::int64_t now_;
+    std::vector<int> sleeps_;
+};
+
+// Facts of a test computer.
+model::DesktopInfo testDesktop(const std::wstring& name = L"bancada-01");
+
+// Each case starts with no identity file, no planned faults and no
+// automatic approvals.
+class ProtocolTest : public testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // Enrols a fresh computer (a new key pair in the token) and returns the
+    // saved identity; fails the case when the sandbox refuses.
+    std::unique_ptr<model::Orvane> enrol();
+
+    // The pending requests of one kind on one phone.
+    std::vector<Json::Value> pending(const std::string& kind, const std::string& deviceCode);
+    // Pairs the phone with the identity's installation at the sandbox, as
+    // an approved authorisation would.
+    void pair(const model::Orvane& identity, const std::string& deviceCode);
+    // Adds a phone with `keys` keys to an identity of the seed ("ana"...).
+    Json::Value addPhone(const std::string& identitySlug, const std::string& name, int keys = 1);
+    // How many service calls whose path contains `path` the sandbox has
+    // logged.
+    int callCount(const std::string& path);
+};
+
+// The ISO-8859-1 bytes of a UTF-8 text (for the messages that go out so).
+std::string latin1(const std::string& utf8);
+
+} // namespace orvane::test
