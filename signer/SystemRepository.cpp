@@ -223,8 +223,11 @@ SystemRepository::SystemRepository(std::shared_ptr<KeyStore> keyStore,
 
 SystemRepository& SystemRepository::processWide()
 {
-    static SystemRepository repository;
-    return repository;
+    // Never destroyed: it may be signing until the process ends, and the key
+    // module's own state must not be finalised from behind the exit handlers
+    // of the module itself.
+    static SystemRepository* const repository = new SystemRepository();
+    return *repository;
 }
 
 const std::shared_ptr<KeyStore>& SystemRepository::keyStore() const { return impl_->keyStore; }
@@ -481,8 +484,17 @@ KeyPair SystemRepository::generateKeyPair(const std::wstring& keyName, int)
     try {
         const std::string name = utf8(keyName);
         KeyStore& keys = *impl_->keyStore;
-        if (keys.hasKey(name))
+        // A key of that name is replaced, as a container gets a new key;
+        // but only a key that could leave the store anyway: the agent's own
+        // key shares the namespace and must never be lost this way.
+        if (keys.hasKey(name)) {
+            try {
+                keys.exportPrivateKey(name);
+            } catch (const KeyStoreError&) {
+                throw KeyPairGenerationException("A key named \"" + name + "\" exists and cannot be replaced");
+            }
             keys.destroyKey(name);
+        }
         KeyPair pair;
         static_cast<PublicKey&>(pair) = keys.createKey(name, true);
         EvpPkeyPtr exported = keys.exportPrivateKey(name);

@@ -149,3 +149,18 @@ TEST_F(GeneratedKeyTest, ImportOfPkcs12WithALinkPutsTheKeyUnderThatNameAndNamesT
         EXPECT_NE(std::string::npos, std::string(error.what()).find("(PFXImportCertStore)"));
     }
 }
+
+TEST_F(GeneratedKeyTest, GenerationReplacesAWaitingKeyOfTheSameNameButNeverANamedKey)
+{
+    SystemRepository repository(token.keyStore(), folders);
+    const std::wstring name = TempKeyStore::newKeyName();
+    const KeyPair first = repository.generateKeyPair(name, 2048);
+    const KeyPair second = repository.generateKeyPair(name, 2048);
+    EXPECT_NE(first.modulus, second.modulus);
+    EXPECT_EQ(static_cast<const PublicKey&>(second), repository.publicKeyOfNamedKey(name));
+
+    const std::wstring agentKey = token.createNamedKey();
+    const PublicKey kept = repository.publicKeyOfNamedKey(agentKey);
+    EXPECT_THROW(repository.generateKeyPair(agentKey, 2048), KeyPairGenerationException);
+    EXPECT_EQ(kept, repository.publicKeyOfNamedKey(agentKey));
+}

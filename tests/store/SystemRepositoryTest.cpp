@@ -239,3 +239,11 @@ TEST_F(SystemRepositoryTest, CloneSharesTheSearchState)
     EXPECT_EQ(1, counting->finds);
     EXPECT_NE(nullptr, dynamic_cast<SystemRepository*>(copy.get()));
 }
+
+TEST(ProcessWideRepositoryTest, IsOneObjectAndOpensNothingUntilUsed)
+{
+    SystemRepository& first = SystemRepository::processWide();
+    EXPECT_EQ(&first, &SystemRepository::processWide());
+    EXPECT_NE(nullptr, first.keyStore());
+    EXPECT_NE(nullptr, first.certificateStore());
+}
