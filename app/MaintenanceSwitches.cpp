@@ -2,6 +2,7 @@
 
 #include "model/IdentityMigration.h"
 #include "model/Orvane.h"
+#include "signer/Publication.h"
 
 #include <memory>
 
@@ -31,6 +32,15 @@ int MaintenanceSwitches::run(Switch job)
     switch (job) {
     case Switch::Unpublish:
         // Removes this identity's certificates from the user's store.
+        if (orvane::model::Orvane::hasInstallation()) {
+            if (std::unique_ptr<orvane::model::Orvane> identity = orvane::model::Orvane::load()) {
+                std::vector<valmora::signer::PublishedKey> keys;
+                for (const orvane::model::KeyReference* reference : identity->certificates())
+                    if (reference->certificate)
+                        keys.push_back({*reference->certificate, reference->keyName, reference->friendlyName});
+                valmora::signer::unpublishCertificates(keys);
+            }
+        }
         break;
     case Switch::Refresh:
         // Lists the certificates at both services and publishes them. What

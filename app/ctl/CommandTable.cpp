@@ -1,6 +1,8 @@
 #include "app/ctl/CommandTable.h"
 
 #include "app/ctl/CertCommands.h"
+#include "app/ctl/KeyCommands.h"
+#include "app/ctl/StoreCommands.h"
 
 namespace orvane::ctl {
 
@@ -9,6 +11,13 @@ const std::vector<Command>& commandTable()
     static const std::vector<Command> table = {
         {{"cert", "show"}, "FILE...", "print each certificate (PEM, DER or base64) as Orvane reads it, one JSON object a line",
          certShow},
+        {{"store", "list"}, "[--json] [STORE]",
+         "list a certificate store (MY unless named): fingerprint, subject, end of validity, key-provider link",
+         storeList},
+        {{"store", "remove"}, "FINGERPRINT", "remove the certificate from whichever of the user's stores holds it",
+         storeRemove},
+        {{"key", "show"}, "", "name of this computer's key pair, whether the key store holds it, its public key",
+         keyShow},
     };
     return table;
 }
