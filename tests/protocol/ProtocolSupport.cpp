@@ -3,6 +3,10 @@
 #include "model/config/ApplicationPaths.h"
 #include "model/config/TextCodec.h"
 
+#include "signer/CertificateStore.h"
+#include "signer/ProviderLink.h"
+#include "signer/SystemRepository.h"
+
 #include <chrono>
 #include <filesystem>
 
@@ -122,6 +126,18 @@ int ProtocolTest::callCount(const std::string& path)
         if (call["path"].asString().find(path) != std::string::npos)
             ++count;
     return count;
+}
+
+std::map<std::string, std::wstring> publishedEntries()
+{
+    std::map<std::string, std::wstring> entries;
+    valmora::signer::SystemRepository::processWide().certificateStore()->forEachEntry(
+        "MY", [&](const valmora::signer::StoreEntry& entry) {
+            if (entry.provider && entry.provider->providerName == valmora::signer::orvaneProviderName)
+                entries[entry.certificate.fingerprint()] = entry.provider->containerName;
+            return valmora::signer::Then::Continue;
+        });
+    return entries;
 }
 
 std::string latin1(const std::string& utf8)

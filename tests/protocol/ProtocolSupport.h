@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -69,6 +70,10 @@ protected:
     // logged.
     int callCount(const std::string& path);
 };
+
+// The entries of the user's "MY" store linked to the Orvane provider:
+// fingerprint to container name.
+std::map<std::string, std::wstring> publishedEntries();
 
 // The ISO-8859-1 bytes of a UTF-8 text (for the messages that go out so).
 std::string latin1(const std::string& utf8);
