@@ -1,5 +1,6 @@
 #include "signer/Certificate.h"
 
+#include "signer/Encoding.h"
 #include "signer/Exceptions.h"
 #include "signer/ObjectText.h"
 #include "signer/OpenSslPtr.h"
@@ -20,16 +21,6 @@
 namespace valmora::signer {
 
 namespace {
-
-void initialiseOpenSsl()
-{
-    static std::once_flag initialised;
-    std::call_once(initialised, [] {
-        OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS | OPENSSL_INIT_ADD_ALL_CIPHERS
-                                | OPENSSL_INIT_ADD_ALL_DIGESTS,
-                            nullptr);
-    });
-}
 
 const EVP_MD* sha1Method()
 {

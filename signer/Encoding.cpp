@@ -15,6 +15,16 @@
 
 namespace valmora::signer {
 
+void initialiseOpenSsl()
+{
+    static std::once_flag initialised;
+    std::call_once(initialised, [] {
+        OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS | OPENSSL_INIT_ADD_ALL_CIPHERS
+                                | OPENSSL_INIT_ADD_ALL_DIGESTS,
+                            nullptr);
+    });
+}
+
 void checkOpenSsl(bool failed, const std::string& functionName, const std::string& fallbackText)
 {
     if (!failed)

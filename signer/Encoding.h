@@ -11,6 +11,10 @@ namespace valmora::signer {
 
 using Bytes = std::vector<unsigned char>;
 
+// Loads OpenSSL's error texts, ciphers and digests, once per process; every
+// certificate and repository construction asks for it first.
+void initialiseOpenSsl();
+
 // Returns at once unless `failed`. Otherwise throws ArchiveException from the
 // oldest entry of the thread's OpenSSL error queue (its full error string),
 // or from `fallbackText` when the queue is empty; the rest of the queue is

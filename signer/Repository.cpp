@@ -1,5 +1,6 @@
 #include "signer/Repository.h"
 
+#include "signer/Encoding.h"
 #include "signer/Exceptions.h"
 #include "signer/OpenSslPtr.h"
 
@@ -19,16 +20,6 @@
 namespace valmora::signer {
 
 namespace {
-
-void initialiseOpenSsl()
-{
-    static std::once_flag initialised;
-    std::call_once(initialised, [] {
-        OPENSSL_init_crypto(OPENSSL_INIT_LOAD_CRYPTO_STRINGS | OPENSSL_INIT_ADD_ALL_CIPHERS
-                                | OPENSSL_INIT_ADD_ALL_DIGESTS,
-                            nullptr);
-    });
-}
 
 [[noreturn]] void failRequest(const char* text)
 {

@@ -75,10 +75,10 @@ TEST(PolicyTable, CheckedInSourceIsWhatTheScriptMakesOfTheRegister)
     orvane::test::TempDir dir;
     const std::string output = dir.file("PolicyTableData.cpp");
     const orvane::test::ProcessResult result =
-        orvane::test::runProcess({ORVANE_SYSTEM_PYTHON, std::string(ORVANE_TEST_DATA_DIR) + "/../../signer/tools/make_policy_table.py",
+        orvane::test::runProcess({ORVANE_SYSTEM_PYTHON, std::string(ORVANE_SOURCE_DIR) + "/signer/tools/make_policy_table.py",
                                   icpBrasil("policy-oids/icp-brasil-oids.tsv"), output});
     ASSERT_EQ(0, result.exitCode) << result.err;
-    EXPECT_EQ(readFileBytes(std::string(ORVANE_TEST_DATA_DIR) + "/../../signer/PolicyTableData.cpp"),
+    EXPECT_EQ(readFileBytes(std::string(ORVANE_SOURCE_DIR) + "/signer/PolicyTableData.cpp"),
               readFileBytes(output));
 }
 
