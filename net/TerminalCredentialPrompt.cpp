@@ -73,12 +73,12 @@ int TerminalCredentialPrompt::ask(std::wstring& user, std::wstring& password)
     if (echoOff) {
         termios quiet = saved;
         quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-        ::tcsetattr(input_, TCSAFLUSH, &quiet);
+        ::tcsetattr(input_, TCSANOW, &quiet);
     }
     std::string passwordLine;
     const bool gotPassword = readLine(input_, passwordLine);
     if (echoOff)
-        ::tcsetattr(input_, TCSAFLUSH, &saved);
+        ::tcsetattr(input_, TCSANOW, &saved);
     std::fprintf(output_, "\n");
     std::fflush(output_);
     if (!gotPassword)
