@@ -86,7 +86,7 @@ std::optional<std::string> unescape(const std::string& text)
 
 std::optional<std::uint32_t> decimal(const std::string& text)
 {
-    if (text.empty() || text.size() > 10 || !std::all_of(text.begin(), text.end(), ::isdigit))
+    if (text.empty() || text.size() > 10 || !std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; }))
         return std::nullopt;
     const unsigned long long value = std::stoull(text);
     if (value > 0xFFFFFFFFull)

@@ -110,12 +110,19 @@ TEST_F(DirectoryStoreTest, ForeignDamagedAndHalfWrittenFilesArePassedOverNeverFa
     writeFile(folder + "/" + names[1] + ".entry", "\x01\x02 garbage");
     writeFile(folder + "/" + names[2] + ".entry", "orvane-certificate-entry: 9\n" + goodText);
     writeFile(folder + "/" + names[3] + ".entry", "orvane-certificate-entry: 1\nfriendly-name: %G1\n\n");
+    // A whole entry of its own name with a number that is no number.
+    const Certificate third = makeEndEntity("Third", 3);
+    std::string thirdText = DirectoryCertificateStore::encode(
+        StoreEntry{third, KeyProviderInfo{L"k", L"p", 24, 0, 2}, std::nullopt});
+    thirdText.replace(thirdText.find("provider-type: 24"), 17, "provider-type: 2x4");
+    writeFile(folder + "/" + DirectoryCertificateStore::fileName(third.fingerprint()), thirdText);
     // A pipe and a folder under entry names must not hold up the walk.
     ASSERT_EQ(0, ::mkfifo((folder + "/" + std::string(40, 'e') + ".entry").c_str(), 0600));
     ASSERT_EQ(0, ::mkdir((folder + "/" + std::string(40, 'f') + ".entry").c_str(), 0700));
 
     EXPECT_EQ(std::vector<std::string>{good.fingerprint()}, walk(store, "MY"));
     EXPECT_FALSE(store.find("MY", other.fingerprint()));
+    EXPECT_FALSE(store.find("MY", third.fingerprint()));
     EXPECT_FALSE(store.find("MY", std::string(40, 'e')));
     EXPECT_TRUE(store.find("MY", good.fingerprint()));
 }
