@@ -1,8 +1,13 @@
 #include "app/ctl/CommandTable.h"
 
 #include "app/ctl/CertCommands.h"
+#include "app/ctl/DeviceCommands.h"
+#include "app/ctl/IdentityCommands.h"
 #include "app/ctl/KeyCommands.h"
+#include "app/ctl/SignCommand.h"
 #include "app/ctl/StoreCommands.h"
+
+#include <iostream>
 
 namespace orvane::ctl {
 
@@ -18,6 +23,29 @@ const std::vector<Command>& commandTable()
          storeRemove},
         {{"key", "show"}, "", "name of this computer's key pair, whether the key store holds it, its public key",
          keyShow},
+        {{"enrol"}, "[--name NAME]",
+         "enrol this computer at the configured Kestrel service (a new key pair on the first enrolment)", enrol},
+        {{"devices", "search"}, "HIERARCHY IDENTITY", "the phones the Kestrel service knows for an identity",
+         devicesSearch},
+        {{"devices", "authorize"}, "[--maintenance] HIERARCHY IDENTITY [DEVICE-CODE...]",
+         "ask the phones to approve this computer and wait for their answers (up to a minute each)",
+         [](const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
+             return devicesAuthorize(arguments, out, err);
+         }},
+        {{"certs", "list"}, "", "ask both services for the current certificates and print them (nothing saved)",
+         certsList},
+        {{"refresh"}, "", "list the certificates at both services, save them and publish them into MY", refresh},
+        {{"account", "add"}, "EMAIL ORGANISATION",
+         "add a Harrier account; the password is read from standard input", [](const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
+             return accountAdd(arguments, std::cin, out, err);
+         }},
+        {{"group", "remove"}, "NAME", "take a phone or a cloud wallet off this computer", groupRemove},
+        {{"device", "rename"}, "NAME NEW-NAME", "give a phone another name on this computer", deviceRename},
+        {{"sign"}, "KEY (--digest HEX | --file PATH) [--algorithm NAME] [--out FILE]",
+         "sign with a remote key (phone: approve on it; cloud: PIN and one-time code on standard input)",
+         [](const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
+             return signDigest(arguments, std::cin, out, err);
+         }},
     };
     return table;
 }
@@ -32,6 +60,8 @@ void printUsage(std::ostream& stream)
         line += " " + command.arguments;
         stream << line << "\n      " << command.summary << "\n";
     }
+    stream << "\nexit status: 0 success, 1 failure, 2 usage, 3 refused by the service (or not approved in time),\n"
+              "4 service unreachable or answering with a wrong status\n";
 }
 
 int dispatch(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
