@@ -1,6 +1,7 @@
 #include "app/Application.h"
 
 #include "app/FontFamilies.h"
+#include "app/ProxyCredentialDialog.h"
 #include "app/SingleInstance.h"
 #include "app/WindowActivator.h"
 #include "model/Orvane.h"
@@ -22,6 +23,7 @@ int Application::run(int argc, char** argv)
 {
     QApplication application(argc, argv);
     QApplication::setAttribute(Qt::AA_UseSoftwareOpenGL, true);
+    ProxyCredentialDialog::install();   // proxy credentials are asked in a dialog, not on a terminal
 
     SingleInstance instance;
     if (!instance.acquire()) {
