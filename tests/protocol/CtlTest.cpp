@@ -1,0 +1,193 @@
+// orvanectl's service commands: as real processes for those that do not
+// wait, in-process on the fake clock for the ones that poll a phone.
+
+#include "tests/protocol/ProtocolSupport.h"
+
+#include "app/ctl/DeviceCommands.h"
+#include "app/ctl/SignCommand.h"
+#include "model/config/ApplicationPaths.h"
+#include "model/config/TextCodec.h"
+#include "signer/Encoding.h"
+#include "tests/mock/ChildProcess.h"
+#include "tests/mock/TempDir.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <sstream>
+
+using namespace orvane::model;
+using orvane::test::FakeClock;
+using orvane::test::ProcessResult;
+using orvane::test::ProtocolTest;
+using orvane::test::sandbox;
+
+namespace {
+
+ProcessResult ctl(const std::vector<std::string>& arguments, const std::string& input = {})
+{
+    std::vector<std::string> argv{ORVANE_BINARY_DIR "/app/ctl/orvanectl"};
+    argv.insert(argv.end(), arguments.begin(), arguments.end());
+    return orvane::test::runProcess(argv, input, {}, 120);
+}
+
+Json::Value fault(const std::string& path, int status, int count = 1)
+{
+    Json::Value f(Json::objectValue);
+    f["path"] = path;
+    f["status"] = status;
+    f["count"] = count;
+    return f;
+}
+
+std::vector<std::string> lines(const std::string& text)
+{
+    std::vector<std::string> result;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        result.push_back(line);
+    return result;
+}
+
+bool opensslVerifies(const std::string& certificatePem, const std::string& dataFile, const std::string& signatureFile)
+{
+    orvane::test::TempDir dir;
+    orvane::test::writeFile(dir.file("cert.pem"), certificatePem);
+    const ProcessResult key = orvane::test::runProcess(
+        {"/usr/bin/openssl", "x509", "-in", dir.file("cert.pem"), "-pubkey", "-noout"});
+    orvane::test::writeFile(dir.file("key.pem"), key.out);
+    const ProcessResult verify = orvane::test::runProcess({"/usr/bin/openssl", "dgst", "-sha256", "-verify",
+                                                           dir.file("key.pem"), "-signature", signatureFile,
+                                                           dataFile});
+    return verify.exitCode == 0 && verify.out.find("Verified OK") != std::string::npos;
+}
+
+class Ctl : public ProtocolTest {};
+
+} // namespace
+
+TEST_F(Ctl, EnrolSearchRefreshListRenameWithExitStatuses)
+{
+    const ProcessResult notYet = ctl({"refresh"});
+    EXPECT_EQ(notYet.exitCode, 1);
+
+    sandbox().addFault(fault("/create", 503));
+    EXPECT_EQ(ctl({"enrol"}).exitCode, 4);
+    const ProcessResult enrolled = ctl({"enrol", "--name", "posto-ctl"});
+    ASSERT_EQ(enrolled.exitCode, 0) << enrolled.err;
+    EXPECT_NE(enrolled.out.find("installation code: "), std::string::npos);
+    EXPECT_EQ(enrolled.out.find("==="), std::string::npos) << "service answers belong on standard error";
+    EXPECT_EQ(ctl({"enrol"}).exitCode, 0);
+    std::unique_ptr<Orvane> identity = Orvane::load();
+    EXPECT_EQ(identity->desktopInfo.installationName, L"posto-ctl");
+
+    const ProcessResult search = ctl({"devices", "search", "CPF", "39053344705"});
+    ASSERT_EQ(search.exitCode, 0) << search.err;
+    const auto found = lines(search.out);
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_NE(found[0].find("Galaxy S23 de Ana\tnot paired"), std::string::npos) << found[0];
+    EXPECT_EQ(ctl({"devices", "search", "CPF", "11144477735"}).exitCode, 3);
+    EXPECT_EQ(ctl({"devices", "search", "CPF"}).exitCode, 2);
+
+    pair(*identity, found[0].substr(0, 40));
+    const ProcessResult refreshed = ctl({"refresh"});
+    ASSERT_EQ(refreshed.exitCode, 0) << refreshed.err;
+    EXPECT_EQ(refreshed.out.rfind("1 certificate\nSMARTPHONE\tkestrel no Galaxy S23 de Ana\t", 0), 0u)
+        << refreshed.out;
+    EXPECT_EQ(orvane::test::publishedEntries().size(), 1u);
+
+    const ProcessResult renamed = ctl({"device", "rename", "kestrel no Galaxy S23 de Ana", "Galaxy"});
+    EXPECT_EQ(renamed.exitCode, 0) << renamed.err;
+    EXPECT_EQ(ctl({"device", "rename", "Galaxy", "Galaxy"}).exitCode, 3);
+    const ProcessResult listed = ctl({"certs", "list"});
+    ASSERT_EQ(listed.exitCode, 0) << listed.err;
+    EXPECT_NE(listed.out.find("SMARTPHONE\tGalaxy\t"), std::string::npos) << listed.out;
+
+    sandbox().addFault(fault("/listCertificates/", 500));
+    const ProcessResult offline = ctl({"certs", "list"});
+    EXPECT_EQ(offline.exitCode, 4);
+    EXPECT_NE(offline.err.find("Certificados nao obtidos. Erro HTTP 500"), std::string::npos) << offline.err;
+
+    const ProcessResult removed = ctl({"group", "remove", "Galaxy"});
+    EXPECT_EQ(removed.exitCode, 0) << removed.err;
+    EXPECT_TRUE(orvane::test::publishedEntries().empty());
+}
+
+TEST_F(Ctl, CloudAccountAddedAndFileSignedWithPinAndCode)
+{
+    ASSERT_EQ(ctl({"enrol"}).exitCode, 0);
+    const ProcessResult refused =
+        ctl({"account", "add", "ana.lima@exemplo.com.br", "cartorio-central"}, "errada\n");
+    EXPECT_EQ(refused.exitCode, 3);
+    const ProcessResult added =
+        ctl({"account", "add", "ana.lima@exemplo.com.br", "cartorio-central"}, "Sandbox#2024\n");
+    ASSERT_EQ(added.exitCode, 0) << added.err;
+    EXPECT_NE(added.out.find("authorisation mode: local"), std::string::npos);
+    const ProcessResult refreshed = ctl({"refresh"});
+    ASSERT_EQ(refreshed.exitCode, 0) << refreshed.err;
+    EXPECT_NE(refreshed.out.find("CLOUD\tharrier de "), std::string::npos) << refreshed.out;
+
+    std::unique_ptr<Orvane> identity = Orvane::load();
+    const KeyReference* key = identity->certificates().at(0);
+    orvane::test::TempDir dir;
+    orvane::test::writeFile(dir.file("documento.txt"), "Termo de adesão, assinado na nuvem.\n");
+    const ProcessResult wrongPin = ctl({"sign", KeyReference::keyIdText(key->keyId), "--file",
+                                        dir.file("documento.txt")},
+                                       "0000\n246810\n");
+    EXPECT_EQ(wrongPin.exitCode, 3);
+    const ProcessResult signedFile = ctl({"sign", KeyReference::keyIdText(key->keyId), "--file",
+                                          dir.file("documento.txt"), "--out", dir.file("assinatura.bin")},
+                                         "1234\n246810\n");
+    ASSERT_EQ(signedFile.exitCode, 0) << signedFile.err;
+    EXPECT_TRUE(opensslVerifies(key->certificate->toPem(), dir.file("documento.txt"), dir.file("assinatura.bin")));
+
+    const std::string walletName = toUtf8(key->group->name());
+    EXPECT_EQ(ctl({"group", "remove", walletName}).exitCode, 0);
+    EXPECT_EQ(ctl({"group", "remove", walletName}).exitCode, 1);
+}
+
+TEST_F(Ctl, AuthorizeShowsEachAnswerAndPhoneSignsOnTheFakeClock)
+{
+    std::unique_ptr<Orvane> identity = enrol();
+    const std::vector<std::string> ana = sandbox().deviceCodesOf("ana");
+    FakeClock clock;
+    clock.onSleep = [&](std::size_t sleeps) {
+        if (sleeps == 2)
+            for (const Json::Value& request : pending("A", ana[1]))
+                sandbox().approve(request["id"].asString());
+    };
+    std::ostringstream out, err;
+    const int status = orvane::ctl::devicesAuthorize({"CPF", "39053344705"}, out, err, clock);
+    EXPECT_EQ(status, 3);
+    EXPECT_EQ(out.str(), "asked: Galaxy S23 de Ana\nasked: iPhone 13 de Ana\napproved: iPhone 13 de Ana\n"
+                         "no answer in time: Galaxy S23 de Ana\n");
+
+    ASSERT_TRUE(identity->refreshCertificates().succeeded());
+    const KeyReference* key = identity->certificates().at(0);
+    FakeClock phone;
+    phone.onSleep = [&](std::size_t sleeps) {
+        if (sleeps == 1)
+            for (const Json::Value& request : pending("S", ana[1]))
+                sandbox().approve(request["id"].asString());
+    };
+    const valmora::signer::Bytes digest = valmora::signer::digest({'a', 'b', 'c'}, "SHA256");
+    std::string hex;
+    for (unsigned char b : digest) {
+        static const char digits[] = "0123456789abcdef";
+        hex += digits[b >> 4];
+        hex += digits[b & 15];
+    }
+    std::istringstream noInput;
+    std::ostringstream signatureOut, signErr;
+    ASSERT_EQ(orvane::ctl::signDigest({toUtf8(key->keyName), "--digest", hex}, noInput, signatureOut, signErr, phone),
+              0)
+        << signErr.str();
+    EXPECT_EQ(phone.sleeps(), std::vector<int>{6});
+
+    orvane::test::TempDir dir;
+    orvane::test::writeFile(dir.file("abc"), "abc");
+    std::string text = signatureOut.str();
+    text.pop_back();
+    const valmora::signer::Bytes signature = valmora::signer::base64Decode(std::string(text));
+    orvane::test::writeFile(dir.file("sig"), std::string(signature.begin(), signature.end()));
+    EXPECT_TRUE(opensslVerifies(key->certificate->toPem(), dir.file("abc"), dir.file("sig")));
+}
