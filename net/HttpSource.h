@@ -29,8 +29,15 @@ public:
     // The answered request, for the response facts.
     const HttpRequest* request() const { return state_.request.get(); }
 
-    // Runs the exchange to its end on the calling thread.
-    static void sendRequest(const SourceParams& params, RequestState& state);
+    // One pass of the exchange: opens the request if needed and sends it.
+    // True when the answer is a proxy's demand for credentials.
+    static bool sendRequest(const SourceParams& params, RequestState& state);
+
+    // Asks the user for the proxy's credentials after a 407. True when the
+    // same request should be sent again with them; false when the user
+    // cancelled (the state is then failed) or left a field empty (the 407
+    // stands).
+    static bool answerProxyDemand(const SourceParams& params, RequestState& state);
 
 private:
     RequestState state_;

@@ -174,6 +174,7 @@ std::string TinyProxy::log() const
 int ScriptedPrompt::ask(std::wstring& user, std::wstring& password)
 {
     ++questions_;
+    lastThread_ = std::this_thread::get_id();
     if (answers_.empty())
         return 1;
     const Answer answer = answers_.front();

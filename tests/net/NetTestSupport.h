@@ -16,6 +16,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace orvane::test {
@@ -86,8 +87,10 @@ public:
 
     int ask(std::wstring& user, std::wstring& password) override;
     int questions() const { return questions_; }
+    std::thread::id lastThread() const { return lastThread_; }
 
 private:
+    std::thread::id lastThread_;
     std::deque<Answer> answers_;
     int questions_ = 0;
 };

@@ -149,6 +149,9 @@ TEST_F(ProxyAuthentication, RepeatedProxyDemandAsksAgainUntilItPasses)
     EXPECT_EQ(post(client), R"({"via": 1})");
     EXPECT_EQ(client.responseInfo().httpStatus, 200);
     EXPECT_EQ(prompt_->questions(), 2);
+    // Asked on the thread that made the request, not on the request's own:
+    // a request made on the GUI thread shows its dialog there.
+    EXPECT_EQ(prompt_->lastThread(), std::this_thread::get_id());
 
     const auto requests = standIn.requests();
     ASSERT_GE(requests.size(), 3u);
