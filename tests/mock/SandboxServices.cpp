@@ -44,10 +44,30 @@ std::string shellQuote(const std::string& text)
     return quoted + "'";
 }
 
+// Copies the generated keys to the cache once, whole or not at all, so that
+// programs starting side by side never see half a cache.
+void keepPki(const std::filesystem::path& pki, const std::string& cache)
+{
+    namespace fs = std::filesystem;
+    if (cache.empty() || fs::exists(cache))
+        return;
+    std::error_code ignored;
+    fs::create_directories(fs::path(cache).parent_path(), ignored);
+    const fs::path staging = cache + ".tmp-" + std::to_string(::getpid());
+    fs::copy(pki, staging, fs::copy_options::recursive, ignored);
+    if (ignored || (fs::rename(staging, cache, ignored), ignored))
+        fs::remove_all(staging, ignored);
+}
+
 } // namespace
 
-SandboxServices::SandboxServices(const std::string& configOut, const std::vector<std::string>& extraArguments)
+SandboxServices::SandboxServices(const std::string& configOut, const std::vector<std::string>& extraArguments,
+                                 const std::string& pkiCache)
 {
+    namespace fs = std::filesystem;
+    const fs::path pki = fs::path(state_.path()) / "pki";
+    if (!pkiCache.empty() && fs::is_directory(pkiCache))
+        fs::copy(pkiCache, pki, fs::copy_options::recursive);
     const std::string ready = state_.file("ready.json");
     std::string command = "exec " + shellQuote(ORVANE_SYSTEM_PYTHON) + " " + shellQuote(kSandboxScript)
         + " --state-dir " + shellQuote(state_.path()) + " --kestrel-port 0 --harrier-port 0 --ready-file "
@@ -65,8 +85,10 @@ SandboxServices::SandboxServices(const std::string& configOut, const std::vector
     while (std::chrono::steady_clock::now() < deadline) {
         if (std::filesystem::exists(ready)) {
             info_ = parseJson(readFile(ready));
-            if (info_.isObject())
+            if (info_.isObject()) {
+                keepPki(pki, pkiCache);
                 return;
+            }
         }
         if (!process_->running())
             throw std::runtime_error("sandbox ended at start: " + readFile(state_.file("sandbox.log")));

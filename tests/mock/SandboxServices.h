@@ -23,8 +23,13 @@ public:
     // until it listens. `configOut`, when not empty, receives the
     // applicationConfig-2.properties that points the agent at it; its folder
     // is created. `extraArguments` go on the sandbox's command line.
+    //
+    // `pkiCache`, when not empty, is a folder where the generated keys and
+    // certificates are kept for later starts (by this or other test
+    // programs), which spares the seconds of key generation.
     explicit SandboxServices(const std::string& configOut = {},
-                             const std::vector<std::string>& extraArguments = {});
+                             const std::vector<std::string>& extraArguments = {},
+                             const std::string& pkiCache = {});
     // Stops the sandbox (SIGTERM, then SIGKILL if it lingers).
     ~SandboxServices();
     SandboxServices(const SandboxServices&) = delete;

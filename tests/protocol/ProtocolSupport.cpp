@@ -22,7 +22,8 @@ public:
     {
         // The agent reads the configuration once per process, so the
         // sandbox must be in place before any case asks for an address.
-        services_ = std::make_unique<SandboxServices>(model::configFilePath());
+        services_ = std::make_unique<SandboxServices>(model::configFilePath(), std::vector<std::string>{},
+                                                      ORVANE_BINARY_DIR "/tests/protocol/sandbox-pki");
         theSandbox = services_.get();
     }
     void TearDown() override
