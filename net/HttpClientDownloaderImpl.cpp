@@ -1,8 +1,7 @@
 #include "net/HttpClientDownloaderImpl.h"
 
-#include "net/ProxyCredentials.h"
-
 #include "model/config/TextCodec.h"
+#include "net/ProxyCredentials.h"
 
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/lexical_cast.hpp>

@@ -37,6 +37,7 @@ std::unique_ptr<HttpRequest> CurlConnection::openRequest(const RequestLine& line
 
 HttpAttempt CurlConnection::lastFailure() const
 {
+    // Opening a request on libcurl cannot fail: the easy handle exists.
     return {};
 }
 
