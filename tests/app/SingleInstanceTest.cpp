@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <thread>
 
 using namespace orvane::test;
@@ -20,9 +21,31 @@ namespace {
 
 // The window identifier the running instance has published, read the way a
 // later start reads it; zero until the window exists.
+// Qt keeps the block's key file in the temporary folder, so reading the
+// agent's block means looking in the agent's temporary folder for a moment.
+class TemporaryFolderOf {
+public:
+    explicit TemporaryFolderOf(const TempEnvironment& env)
+    {
+        if (const char* old = std::getenv("TMPDIR"))
+            saved_ = old;
+        setenv("TMPDIR", env.root().c_str(), 1);
+    }
+    ~TemporaryFolderOf()
+    {
+        if (saved_.empty())
+            unsetenv("TMPDIR");
+        else
+            setenv("TMPDIR", saved_.c_str(), 1);
+    }
+
+private:
+    std::string saved_;
+};
+
 std::uint64_t publishedWindow(const TempEnvironment& env)
 {
-    setenv("TMPDIR", env.root().c_str(), 1);  // where Qt keeps the block's key file
+    TemporaryFolderOf agentTemporaryFolder(env);
     QSharedMemory block(QStringLiteral("Kestrel"));
     if (!block.attach(QSharedMemory::ReadOnly))
         return 0;
