@@ -12,6 +12,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <sys/stat.h>
 
 using namespace valmora::signer;
@@ -135,9 +137,11 @@ TEST_F(NamedKeyTest, EmptyHashNameSignsAPreparedDigestInfoAsItStands)
     const Bytes data = {1, 2, 3, 4, 5};
     const Bytes hashed = digest(data, "SHA256");
     // DigestInfo of SHA-256 (RFC 8017, section 9.2, note 1) and the digest.
-    Bytes info = {0x30, 0x31, 0x30, 0x0d, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01,
-                  0x65, 0x03, 0x04, 0x02, 0x01, 0x05, 0x00, 0x04, 0x20};
-    info.insert(info.end(), hashed.begin(), hashed.end());
+    static const unsigned char prefix[] = {0x30, 0x31, 0x30, 0x0d, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01,
+                                           0x65, 0x03, 0x04, 0x02, 0x01, 0x05, 0x00, 0x04, 0x20};
+    Bytes info(sizeof prefix + hashed.size());
+    std::copy(std::begin(prefix), std::end(prefix), info.begin());
+    std::copy(hashed.begin(), hashed.end(), info.begin() + sizeof prefix);
     EXPECT_EQ(repository.signWithNamedKey(data, name, "SHA256"), repository.signWithNamedKey(info, name, ""));
     // Other hash names put their own DigestInfo together.
     const Bytes sha1Signature = repository.signWithNamedKey(data, name, "SHA1");
