@@ -69,7 +69,10 @@ SandboxServices::SandboxServices(const std::string& configOut, const std::vector
     if (!pkiCache.empty() && fs::is_directory(pkiCache))
         fs::copy(pkiCache, pki, fs::copy_options::recursive);
     const std::string ready = state_.file("ready.json");
-    std::string command = "exec " + shellQuote(ORVANE_SYSTEM_PYTHON) + " " + shellQuote(kSandboxScript)
+    // Tied to this process, so a test program that dies leaves no sandbox
+    // behind.
+    const std::string tie = std::filesystem::exists("/usr/bin/setpriv") ? "/usr/bin/setpriv --pdeathsig TERM " : "";
+    std::string command = "exec " + tie + shellQuote(ORVANE_SYSTEM_PYTHON) + " " + shellQuote(kSandboxScript)
         + " --state-dir " + shellQuote(state_.path()) + " --kestrel-port 0 --harrier-port 0 --ready-file "
         + shellQuote(ready) + " --quiet";
     if (!configOut.empty()) {

@@ -236,3 +236,17 @@ TEST_F(Harrier, FailedInvalidationStillSavesAndKeepsTheAccount)
         EXPECT_STREQ(owned->what(), "Não foi encontrada a instalação para Wallet não encontrada");
     }
 }
+
+TEST_F(Harrier, WithoutActivePhoneInstallationOnlyTheWalletIsListed)
+{
+    ASSERT_TRUE(identity->addHarrierAccount(kAna).succeeded());
+    identity->kestrelInstallations[0].targetUrl = L"http://desativado.exemplo/desktop";
+    sandbox().addFault(fault("/listCertificates/", 500));
+    const OperationResult result = identity->refreshCertificates();
+    EXPECT_TRUE(result.succeeded()) << result.message;
+    EXPECT_EQ(account().wallet->keyReferences.size(), 1u);
+    EXPECT_EQ(sandbox().faults().at(0)["hits"].asInt(), 0);
+    const auto certificates = identity->certificates();
+    ASSERT_EQ(certificates.size(), 1u);
+    EXPECT_EQ(publishedEntries().size(), 1u);
+}

@@ -296,3 +296,15 @@ TEST_F(HarrierSigning, WrongPinAuthenticationKindAndServiceFailures)
                                signature.data(), signature.size(), &session),
                  std::out_of_range);
 }
+
+TEST_F(HarrierSigning, SignatureLongerThanTheBufferEndsTheProcess)
+{
+    const SessionOpening session = key->strategy->openSession(key->keyName, &opening);
+    ASSERT_FALSE(session.token.empty()) << session.message;
+    SessionTokenAuthentication signing(account->desktopCode, identity->privateKeyReference);
+    signing.sessionToken = session.token;
+    const Bytes digest = sha256("buffer pequeno");
+    EXPECT_DEATH(key->strategy->sign(key->keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(),
+                                     16, &signing),
+                 "signature longer than its buffer");
+}
