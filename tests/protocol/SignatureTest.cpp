@@ -223,6 +223,18 @@ TEST_F(KestrelSigning, RefusalLeavesBufferAndFailuresAreReported)
     } catch (const BaseException& error) {
         EXPECT_STREQ(error.what(), "Problema ao enviar hash para assinatura. Erro HTTP 0");
     }
+    // A push that went out, but whose answer cannot be fetched.
+    FakeClock polling;
+    KestrelSignatureStrategy pollingStrategy(polling);
+    sandbox().addFault(fault("/isDone/", 500));
+    try {
+        sign(pollingStrategy, sha256("x"), &authentication);
+        ADD_FAILURE();
+    } catch (const BaseException& error) {
+        EXPECT_STREQ(error.what(), "Problema ao buscar resultado para assinatura. Erro HTTP 500");
+    }
+    EXPECT_EQ(polling.sleeps(), std::vector<int>{6});
+
     key->keyName = L"chave-que-nao-existe";
     try {
         sign(failing, sha256("x"), &authentication);
@@ -284,6 +296,15 @@ TEST_F(HarrierSigning, WrongPinAuthenticationKindAndServiceFailures)
     EXPECT_THROW(strategy.sign(key->keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(),
                                signature.size(), &session),
                  BaseException);
+    sandbox().addFault(fault("/requestHashSessionSignature", 403));
+    try {
+        strategy.sign(key->keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(),
+                      signature.size(), &session);
+        ADD_FAILURE();
+    } catch (const BaseException& error) {
+        EXPECT_STREQ(error.what(),
+                     "Assinatura não realizada. Erro HTTP(403): \"Falha simulada pelo sandbox (HTTP 403)\"");
+    }
     sandbox().addFault(drop("/requestHashSessionSignature"));
     try {
         strategy.sign(key->keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(),
