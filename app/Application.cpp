@@ -44,11 +44,15 @@ int Application::run(int argc, char** argv)
     QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &versionVerifier, &VersionVerifier::setPtrOrvane);
     QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &installationModel, &InstallationModel::setPtrOrvane);
 
-    // Loading may talk to the network (the hierarchy catalogue); it happens
-    // before any window exists. An identity file that cannot be read ends the
+    // Loading and filling in missing authorisation modes may talk to the
+    // network (the hierarchy catalogue, the cloud accounts); it happens before
+    // any window exists. An identity file that cannot be read ends the
     // start here, leaving the file as it is for the user or support to see.
-    if (orvane::model::Orvane::hasInstallation())
+    if (orvane::model::Orvane::hasInstallation()) {
         orvane = orvane::model::Orvane::load();
+        if (orvane)
+            orvane->refreshAuthorizationModes();
+    }
     emit installationModel.ptrOrvaneChanged(orvane.get());
 
     versionVerifier.setCurrentVersion(kVersion);

@@ -257,8 +257,8 @@ TEST_F(IdentityDocument, OnlyTheActiveInstallationsCatalogueIsRefreshedWhileRead
     EXPECT_NE(after, before);
     EXPECT_NE(after.find("<VersionString>9.9</VersionString>"), std::string::npos);
     EXPECT_LT(after.find("INST-OLD"), after.find("INST-ACTIVE"));
-    // The plain reader has no refresh built in yet.
-    EXPECT_FALSE(static_cast<bool>(Orvane::serviceHierarchyRefresh()));
+    // A plain load asks the service for the active catalogue.
+    EXPECT_TRUE(static_cast<bool>(Orvane::serviceHierarchyRefresh()));
 }
 
 TEST_F(IdentityDocument, AnotherLoadedAggregateIsIndependentAndFreedCleanly)

@@ -225,12 +225,12 @@ TEST(SignatureStrategies, RefuseWithoutCredentialsAndNeverPretendToSign)
     expectThrownPointer([&] { harrier.openSession(L"1;CN=x", &token); });
     expectThrownPointer([&] { harrier.sign(L"1;CN=x", L"", L"SHA256", hash, 32, signature, 256, &password); });
 
-    // With the right credentials the missing exchange is a plain refusal and
-    // the buffer is left alone.
+    // With the right credentials but no key to sign the request with, the
+    // exchange fails before anything is sent, and the buffer is left alone.
     UserAuthentication plain(L"INST", L"Orvane.x");
-    EXPECT_THROW(kestrel.sign(L"k", L"", L"SHA256", hash, 32, signature, 256, &plain), BaseException);
-    EXPECT_THROW(harrier.openSession(L"1;CN=x", &password), BaseException);
-    EXPECT_THROW(harrier.sign(L"1;CN=x", L"", L"SHA256", hash, 32, signature, 256, &token), BaseException);
+    EXPECT_THROW(kestrel.sign(L"k", L"", L"SHA256", hash, 32, signature, 256, &plain), std::exception);
+    EXPECT_THROW(harrier.openSession(L"1;CN=x", &password), std::exception);
+    EXPECT_THROW(harrier.sign(L"1;CN=x", L"", L"SHA256", hash, 32, signature, 256, &token), std::exception);
     for (unsigned char byte : signature)
         ASSERT_EQ(byte, 0);
 }
