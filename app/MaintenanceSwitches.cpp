@@ -2,7 +2,6 @@
 
 #include "model/IdentityMigration.h"
 #include "model/Orvane.h"
-#include "signer/Publication.h"
 
 #include <memory>
 
@@ -33,13 +32,8 @@ int MaintenanceSwitches::run(Switch job)
     case Switch::Unpublish:
         // Removes this identity's certificates from the user's store.
         if (orvane::model::Orvane::hasInstallation()) {
-            if (std::unique_ptr<orvane::model::Orvane> identity = orvane::model::Orvane::load()) {
-                std::vector<valmora::signer::PublishedKey> keys;
-                for (const orvane::model::KeyReference* reference : identity->certificates())
-                    if (reference->certificate)
-                        keys.push_back({*reference->certificate, reference->keyName, reference->friendlyName});
-                valmora::signer::unpublishCertificates(keys);
-            }
+            if (std::unique_ptr<orvane::model::Orvane> identity = orvane::model::Orvane::load())
+                identity->unpublishCertificates();
         }
         break;
     case Switch::Refresh:

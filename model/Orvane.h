@@ -91,6 +91,10 @@ public:
     // back new, saves and brings the certificate store into line. A failed
     // listing returns at once, with nothing saved.
     OperationResult refreshCertificates(Clock& clock = Clock::system());
+    // Removes the certificate of every key reference from the user's store,
+    // linked or not, for when the product leaves the computer. A certificate
+    // that no store holds ends the walk with its exception.
+    void unpublishCertificates();
     // Asks for the authorisation mode of every active Harrier installation
     // that has none yet; nothing is saved here.
     void refreshAuthorizationModes(Clock& clock = Clock::system());

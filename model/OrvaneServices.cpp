@@ -39,6 +39,11 @@ bool failed(std::int32_t status, const std::string& message)
 
 } // namespace
 
+void Orvane::unpublishCertificates()
+{
+    valmora::signer::unpublishCertificates(publishedKeys(certificates()));
+}
+
 CreateInstallationResult Orvane::install(const DesktopInfo& info, Clock& clock)
 {
     valmora::signer::SystemRepository& repository = valmora::signer::SystemRepository::processWide();
