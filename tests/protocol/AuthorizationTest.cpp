@@ -12,28 +12,13 @@ using orvane::test::FakeClock;
 using orvane::test::latin1;
 using orvane::test::ProtocolTest;
 using orvane::test::sandbox;
+using orvane::test::fault;
+using orvane::test::drop;
 
 namespace {
 
 const IdentityKey kAna{L"39053344705", L"CPF"};
 const IdentityKey kNobody{L"11144477735", L"CPF"};
-
-Json::Value fault(const std::string& path, int status)
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["status"] = status;
-    return f;
-}
-
-Json::Value drop(const std::string& path, int count = 1)
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["drop"] = true;
-    f["count"] = count;
-    return f;
-}
 
 class Authorization : public ProtocolTest {
 protected:

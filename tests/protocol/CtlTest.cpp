@@ -20,6 +20,7 @@ using orvane::test::FakeClock;
 using orvane::test::ProcessResult;
 using orvane::test::ProtocolTest;
 using orvane::test::sandbox;
+using orvane::test::fault;
 
 namespace {
 
@@ -28,15 +29,6 @@ ProcessResult ctl(const std::vector<std::string>& arguments, const std::string& 
     std::vector<std::string> argv{ORVANE_BINARY_DIR "/app/ctl/orvanectl"};
     argv.insert(argv.end(), arguments.begin(), arguments.end());
     return orvane::test::runProcess(argv, input, {}, 120);
-}
-
-Json::Value fault(const std::string& path, int status, int count = 1)
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["status"] = status;
-    f["count"] = count;
-    return f;
 }
 
 std::vector<std::string> lines(const std::string& text)

@@ -17,33 +17,11 @@ using namespace orvane::model;
 using orvane::test::FakeClock;
 using orvane::test::ProtocolTest;
 using orvane::test::sandbox;
+using orvane::test::drop;
+using orvane::test::fault;
+using orvane::test::faultUntouched;
 
 namespace {
-
-Json::Value fault(const std::string& path, int status, const Json::Value& body = Json::Value())
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["status"] = status;
-    if (!body.isNull())
-        f["body"] = body;
-    return f;
-}
-
-Json::Value drop(const std::string& path)
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["drop"] = true;
-    return f;
-}
-
-// Whether the only planned fault was never hit, i.e. no call went out.
-bool faultUntouched()
-{
-    const auto faults = sandbox().faults();
-    return faults.size() == 1 && faults[0]["hits"].asInt() == 0;
-}
 
 Json::Value sandboxInstallation(const std::wstring& code)
 {

@@ -16,29 +16,13 @@ using namespace orvane::model;
 using orvane::test::ProtocolTest;
 using orvane::test::publishedEntries;
 using orvane::test::sandbox;
+using orvane::test::drop;
+using orvane::test::fault;
 
 namespace {
 
 const UserCredentials kAna{L"ana.lima@exemplo.com.br", L"cartorio-central", L"Sandbox#2024"};
 const UserCredentials kHorizonte{L"financeiro@horizonteazul.com.br", L"horizonte-azul", L"Horizonte#2024"};
-
-Json::Value fault(const std::string& path, int status, const Json::Value& body = Json::Value())
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["status"] = status;
-    if (!body.isNull())
-        f["body"] = body;
-    return f;
-}
-
-Json::Value drop(const std::string& path)
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["drop"] = true;
-    return f;
-}
 
 Json::Value desktopAtService(const std::wstring& code)
 {

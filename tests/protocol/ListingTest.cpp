@@ -19,26 +19,10 @@ using orvane::test::FakeClock;
 using orvane::test::ProtocolTest;
 using orvane::test::publishedEntries;
 using orvane::test::sandbox;
+using orvane::test::drop;
+using orvane::test::fault;
 
 namespace {
-
-Json::Value fault(const std::string& path, int status, const Json::Value& body = Json::Value())
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["status"] = status;
-    if (!body.isNull())
-        f["body"] = body;
-    return f;
-}
-
-Json::Value drop(const std::string& path)
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["drop"] = true;
-    return f;
-}
 
 std::map<std::wstring, KeyId> keyIdsByName(KestrelInstallation& installation)
 {

@@ -146,4 +146,30 @@ std::string latin1(const std::string& utf8)
     return model::narrowBytes(model::fromUtf8(utf8));
 }
 
+Json::Value fault(const std::string& path, int status, const Json::Value& body, int count)
+{
+    Json::Value f(Json::objectValue);
+    f["path"] = path;
+    f["status"] = status;
+    if (!body.isNull())
+        f["body"] = body;
+    f["count"] = count;
+    return f;
+}
+
+Json::Value drop(const std::string& path, int count)
+{
+    Json::Value f(Json::objectValue);
+    f["path"] = path;
+    f["drop"] = true;
+    f["count"] = count;
+    return f;
+}
+
+bool faultUntouched()
+{
+    const auto faults = sandbox().faults();
+    return faults.size() == 1 && faults[0]["hits"].asInt() == 0;
+}
+
 } // namespace orvane::test

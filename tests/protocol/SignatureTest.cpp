@@ -23,27 +23,13 @@ using namespace orvane::model;
 using orvane::test::FakeClock;
 using orvane::test::ProtocolTest;
 using orvane::test::sandbox;
+using orvane::test::drop;
+using orvane::test::fault;
 using valmora::signer::Bytes;
 
 namespace {
 
 const UserCredentials kAna{L"ana.lima@exemplo.com.br", L"cartorio-central", L"Sandbox#2024"};
-
-Json::Value fault(const std::string& path, int status)
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["status"] = status;
-    return f;
-}
-
-Json::Value drop(const std::string& path)
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["drop"] = true;
-    return f;
-}
 
 Bytes sha256(const std::string& text)
 {
