@@ -18,8 +18,11 @@ int devicesSearch(const std::vector<std::string>& arguments, std::ostream& out, 
     std::unique_ptr<model::Orvane> identity = loadInstalledIdentity(err);
     if (!identity)
         return exitFailure;
-    const model::DeviceSearchResult found =
-        model::searchDevices(identity->kestrelInstallation(), {wide(arguments[1]), wide(arguments[0])});
+    model::KestrelInstallation& installation = identity->kestrelInstallation();
+    const std::optional<model::IdentityKey> key = typedIdentity(installation, arguments[0], arguments[1], err);
+    if (!key)
+        return exitUsage;
+    const model::DeviceSearchResult found = model::searchDevices(installation, *key);
     if (exitStatusOf(found.status, found.message) != exitSuccess)
         return report(err, found.status, found.message);
     for (const model::DeviceEntry& device : found.devices)
@@ -46,7 +49,10 @@ int devicesAuthorize(const std::vector<std::string>& arguments, std::ostream& ou
     if (!identity)
         return exitFailure;
     model::KestrelInstallation& installation = identity->kestrelInstallation();
-    const model::IdentityKey key{wide(rest[1]), wide(rest[0])};
+    const std::optional<model::IdentityKey> typed = typedIdentity(installation, rest[0], rest[1], err);
+    if (!typed)
+        return exitUsage;
+    const model::IdentityKey& key = *typed;
     const model::DeviceSearchResult found = model::searchDevices(installation, key);
     if (exitStatusOf(found.status, found.message) != exitSuccess)
         return report(err, found.status, found.message);

@@ -1,7 +1,13 @@
 #include "app/ctl/ServiceCommandSupport.h"
 
+#include "model/Hierarchy.h"
+#include "model/KestrelInstallation.h"
 #include "model/config/TextCodec.h"
 
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+
+#include <algorithm>
 #include <iostream>
 
 namespace orvane::ctl {
@@ -33,6 +39,36 @@ AnswersToStandardError::~AnswersToStandardError()
 {
     out_.flush();
     std::cout.rdbuf(savedCout_);
+}
+
+std::optional<model::IdentityKey> typedIdentity(const model::KestrelInstallation& installation,
+                                                const std::string& hierarchyCode, const std::string& typed,
+                                                std::ostream& err)
+{
+    const std::wstring code = wide(hierarchyCode);
+    const auto& known = installation.hierarchies.hierarchies;
+    const auto hierarchy = std::find_if(known.begin(), known.end(),
+                                        [&](const model::Hierarchy& h) { return h.code == code; });
+    if (hierarchy == known.end())
+        return model::IdentityKey{wide(typed), code};
+
+    std::vector<std::wstring> inputs;
+    boost::algorithm::split(inputs, wide(typed), boost::algorithm::is_any_of(L"&"));
+    const model::MaskedIdentity masked = hierarchy->applyMasks(inputs);
+    if (!masked.accepted) {
+        err << "orvanectl: " << narrow(masked.text) << " (" << narrow(hierarchy->displayName) << ")\n";
+        return std::nullopt;
+    }
+    if (!hierarchy->matchesValidators(masked.parts)) {
+        err << "orvanectl: \"" << typed << "\" is not a valid identity for " << narrow(hierarchy->displayName)
+            << "\n";
+        return std::nullopt;
+    }
+    std::wstring identity = masked.parts.empty() ? std::wstring() : masked.parts.front();
+    for (std::size_t i = 1; i < masked.parts.size(); ++i)
+        if (!masked.parts[i].empty())
+            identity += L"&" + masked.parts[i];
+    return model::IdentityKey{identity, code};
 }
 
 std::unique_ptr<model::Orvane> loadInstalledIdentity(std::ostream& err)

@@ -5,11 +5,13 @@
 // the calls print for diagnosis) go to standard error, so that standard output
 // holds only the command's own readable lines.
 
+#include "model/IdentityKey.h"
 #include "model/Orvane.h"
 
 #include <cstdint>
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -48,6 +50,16 @@ private:
 // as the program loads it (the catalogue may be refreshed and saved). Null,
 // with a message on `err`, when there is none.
 std::unique_ptr<model::Orvane> loadInstalledIdentity(std::ostream& err);
+
+// The identity as the identity form builds it from what a person types: the
+// parts (separated by "&") go through the hierarchy's masks, which take out
+// the punctuation people type ("390.533.447-05"), and are joined by "&"
+// again, an empty part left out. A hierarchy the local catalogue does not
+// know takes the text as it is. No value, with a message on `err`, when the
+// text does not fit the hierarchy.
+std::optional<model::IdentityKey> typedIdentity(const model::KestrelInstallation& installation,
+                                                const std::string& hierarchyCode, const std::string& typed,
+                                                std::ostream& err);
 
 // UTF-8 of a wide text, and back.
 std::string narrow(const std::wstring& text);

@@ -79,6 +79,15 @@ TEST_F(Ctl, EnrolSearchRefreshListRenameWithExitStatuses)
     EXPECT_NE(found[0].find("Galaxy S23 de Ana\tnot paired"), std::string::npos) << found[0];
     EXPECT_EQ(ctl({"devices", "search", "CPF", "11144477735"}).exitCode, 3);
     EXPECT_EQ(ctl({"devices", "search", "CPF"}).exitCode, 2);
+    // Typed as people write it, the identity passes through the catalogue's
+    // mask like on the form; text that does not fit is turned down here.
+    const ProcessResult masked = ctl({"devices", "search", "CPF", "390.533.447-05"});
+    EXPECT_EQ(masked.exitCode, 0) << masked.err;
+    EXPECT_EQ(lines(masked.out), found);
+    const ProcessResult letters = ctl({"devices", "search", "CPF", "390.533.44x-05"});
+    EXPECT_EQ(letters.exitCode, 2);
+    EXPECT_NE(letters.err.find("(Pessoa F\xC3\xADsica (CPF))"), std::string::npos) << letters.err;
+    EXPECT_EQ(ctl({"devices", "search", "CPF", "390.533.447"}).exitCode, 2);  // too short for the validator
 
     pair(*identity, found[0].substr(0, 40));
     const ProcessResult refreshed = ctl({"refresh"});
