@@ -8,6 +8,40 @@
 
 namespace orvane::ctl {
 
+namespace {
+
+// What both device commands start with: this computer's identity, the
+// identity typed on the command line, and the phones the service knows for it.
+struct DeviceSearch {
+    int exitStatus = exitSuccess;
+    std::unique_ptr<model::Orvane> identity;
+    model::IdentityKey key;
+    model::DeviceSearchResult found;
+};
+
+DeviceSearch searchTyped(const std::string& hierarchyCode, const std::string& typed, std::ostream& err)
+{
+    DeviceSearch search;
+    search.identity = loadInstalledIdentity(err);
+    if (!search.identity) {
+        search.exitStatus = exitFailure;
+        return search;
+    }
+    model::KestrelInstallation& installation = search.identity->kestrelInstallation();
+    const std::optional<model::IdentityKey> key = typedIdentity(installation, hierarchyCode, typed, err);
+    if (!key) {
+        search.exitStatus = exitUsage;
+        return search;
+    }
+    search.key = *key;
+    search.found = model::searchDevices(installation, search.key);
+    if (exitStatusOf(search.found.status, search.found.message) != exitSuccess)
+        search.exitStatus = report(err, search.found.status, search.found.message);
+    return search;
+}
+
+} // namespace
+
 int devicesSearch(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
 {
     if (arguments.size() != 2) {
@@ -15,17 +49,10 @@ int devicesSearch(const std::vector<std::string>& arguments, std::ostream& out, 
         return exitUsage;
     }
     AnswersToStandardError guard(out);
-    std::unique_ptr<model::Orvane> identity = loadInstalledIdentity(err);
-    if (!identity)
-        return exitFailure;
-    model::KestrelInstallation& installation = identity->kestrelInstallation();
-    const std::optional<model::IdentityKey> key = typedIdentity(installation, arguments[0], arguments[1], err);
-    if (!key)
-        return exitUsage;
-    const model::DeviceSearchResult found = model::searchDevices(installation, *key);
-    if (exitStatusOf(found.status, found.message) != exitSuccess)
-        return report(err, found.status, found.message);
-    for (const model::DeviceEntry& device : found.devices)
+    const DeviceSearch search = searchTyped(arguments[0], arguments[1], err);
+    if (search.exitStatus != exitSuccess)
+        return search.exitStatus;
+    for (const model::DeviceEntry& device : search.found.devices)
         guard.out() << narrow(device.deviceCode) << "\t" << narrow(device.deviceName) << "\t"
                     << (device.alreadyExist ? "paired" : "not paired") << "\n";
     return exitSuccess;
@@ -45,17 +72,12 @@ int devicesAuthorize(const std::vector<std::string>& arguments, std::ostream& ou
         return exitUsage;
     }
     AnswersToStandardError guard(out);
-    std::unique_ptr<model::Orvane> identity = loadInstalledIdentity(err);
-    if (!identity)
-        return exitFailure;
-    model::KestrelInstallation& installation = identity->kestrelInstallation();
-    const std::optional<model::IdentityKey> typed = typedIdentity(installation, rest[0], rest[1], err);
-    if (!typed)
-        return exitUsage;
-    const model::IdentityKey& key = *typed;
-    const model::DeviceSearchResult found = model::searchDevices(installation, key);
-    if (exitStatusOf(found.status, found.message) != exitSuccess)
-        return report(err, found.status, found.message);
+    const DeviceSearch search = searchTyped(rest[0], rest[1], err);
+    if (search.exitStatus != exitSuccess)
+        return search.exitStatus;
+    model::KestrelInstallation& installation = search.identity->kestrelInstallation();
+    const model::IdentityKey& key = search.key;
+    const model::DeviceSearchResult& found = search.found;
 
     std::vector<model::DeviceEntry> chosen;
     for (const model::DeviceEntry& device : found.devices) {
