@@ -8,12 +8,12 @@
 #include "model/config/TextCodec.h"
 
 using namespace orvane::model;
+using orvane::test::drop;
 using orvane::test::FakeClock;
+using orvane::test::fault;
 using orvane::test::latin1;
 using orvane::test::ProtocolTest;
 using orvane::test::sandbox;
-using orvane::test::fault;
-using orvane::test::drop;
 
 namespace {
 

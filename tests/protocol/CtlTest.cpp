@@ -17,10 +17,10 @@
 
 using namespace orvane::model;
 using orvane::test::FakeClock;
+using orvane::test::fault;
 using orvane::test::ProcessResult;
 using orvane::test::ProtocolTest;
 using orvane::test::sandbox;
-using orvane::test::fault;
 
 namespace {
 

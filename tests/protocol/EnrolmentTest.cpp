@@ -14,12 +14,12 @@
 #include <regex>
 
 using namespace orvane::model;
-using orvane::test::FakeClock;
-using orvane::test::ProtocolTest;
-using orvane::test::sandbox;
 using orvane::test::drop;
+using orvane::test::FakeClock;
 using orvane::test::fault;
 using orvane::test::faultUntouched;
+using orvane::test::ProtocolTest;
+using orvane::test::sandbox;
 
 namespace {
 

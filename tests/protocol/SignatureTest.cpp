@@ -20,11 +20,11 @@
 #include <fstream>
 
 using namespace orvane::model;
+using orvane::test::drop;
 using orvane::test::FakeClock;
+using orvane::test::fault;
 using orvane::test::ProtocolTest;
 using orvane::test::sandbox;
-using orvane::test::drop;
-using orvane::test::fault;
 using valmora::signer::Bytes;
 
 namespace {
