@@ -4,7 +4,7 @@
 #include "app/ProxyCredentialDialog.h"
 #include "app/SingleInstance.h"
 #include "app/WindowActivator.h"
-#include "model/Orvane.h"
+#include "model/identity/Orvane.h"
 #include "ui/models/InstallationModel.h"
 #include "ui/models/VerificationConnectionServer.h"
 #include "ui/models/VersionVerifier.h"

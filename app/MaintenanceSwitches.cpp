@@ -1,7 +1,7 @@
 #include "app/MaintenanceSwitches.h"
 
-#include "model/IdentityMigration.h"
-#include "model/Orvane.h"
+#include "model/identity/IdentityMigration.h"
+#include "model/identity/Orvane.h"
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 #include "net/DocumentPosting.h"
 
-#include "model/config/TextCodec.h"
+#include "config/TextCodec.h"
 #include "net/HostNotFoundException.h"
 #include "net/HttpClientDownloader.h"
 #include "signer/Encoding.h"

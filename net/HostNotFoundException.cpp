@@ -1,6 +1,6 @@
 #include "net/HostNotFoundException.h"
 
-#include "model/config/TextCodec.h"
+#include "config/TextCodec.h"
 
 namespace valmora::net {
 

@@ -1,6 +1,6 @@
 #include "net/HttpClientDownloaderImpl.h"
 
-#include "model/config/TextCodec.h"
+#include "config/TextCodec.h"
 #include "net/ProxyCredentials.h"
 
 #include <boost/algorithm/string/predicate.hpp>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/config/ProxySettings.h"
+#include "config/ProxySettings.h"
 #include "net/HttpConnection.h"
 #include "net/HttpResponseInfo.h"
 #include "net/HttpSession.h"

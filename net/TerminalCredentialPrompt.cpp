@@ -1,6 +1,6 @@
 #include "net/TerminalCredentialPrompt.h"
 
-#include "model/config/TextCodec.h"
+#include "config/TextCodec.h"
 
 #include <termios.h>
 #include <unistd.h>

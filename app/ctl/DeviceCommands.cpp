@@ -2,7 +2,7 @@
 
 #include "app/ctl/CommandTable.h"
 #include "app/ctl/ServiceCommandSupport.h"
-#include "model/KestrelAuthorization.h"
+#include "model/kestrel/KestrelAuthorization.h"
 
 #include <algorithm>
 

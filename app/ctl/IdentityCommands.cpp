@@ -2,14 +2,14 @@
 
 #include "app/ctl/CommandTable.h"
 #include "app/ctl/ServiceCommandSupport.h"
-#include "model/ActiveInstallationNotFound.h"
-#include "model/Device.h"
-#include "model/HarrierCalls.h"
-#include "model/KestrelListing.h"
-#include "model/KeyReference.h"
-#include "model/Wallet.h"
-#include "model/config/HostFacts.h"
-#include "model/config/ServiceUrls.h"
+#include "model/identity/ActiveInstallationNotFound.h"
+#include "model/keys/Device.h"
+#include "model/harrier/HarrierCalls.h"
+#include "model/kestrel/KestrelListing.h"
+#include "model/keys/KeyReference.h"
+#include "model/keys/Wallet.h"
+#include "config/HostFacts.h"
+#include "config/ServiceUrls.h"
 
 namespace orvane::ctl {
 

@@ -1,7 +1,7 @@
 #include "app/ctl/KeyCommands.h"
 
 #include "app/ctl/CommandTable.h"
-#include "model/Orvane.h"
+#include "model/identity/Orvane.h"
 #include "signer/NarrowConverter.h"
 #include "signer/SystemRepository.h"
 

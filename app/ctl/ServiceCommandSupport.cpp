@@ -1,8 +1,8 @@
 #include "app/ctl/ServiceCommandSupport.h"
 
-#include "model/Hierarchy.h"
-#include "model/KestrelInstallation.h"
-#include "model/config/TextCodec.h"
+#include "model/catalogue/Hierarchy.h"
+#include "model/kestrel/KestrelInstallation.h"
+#include "config/TextCodec.h"
 
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>

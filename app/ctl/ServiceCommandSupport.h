@@ -5,8 +5,8 @@
 // the calls print for diagnosis) go to standard error, so that standard output
 // holds only the command's own readable lines.
 
-#include "model/IdentityKey.h"
-#include "model/Orvane.h"
+#include "model/kestrel/IdentityKey.h"
+#include "model/identity/Orvane.h"
 
 #include <cstdint>
 #include <iosfwd>

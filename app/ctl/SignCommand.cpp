@@ -2,12 +2,12 @@
 
 #include "app/ctl/CommandTable.h"
 #include "app/ctl/ServiceCommandSupport.h"
-#include "model/BaseException.h"
-#include "model/KestrelSignatureStrategy.h"
-#include "model/KeyGroup.h"
-#include "model/KeyReference.h"
-#include "model/PasswordAndOtpAuthentication.h"
-#include "model/SessionTokenAuthentication.h"
+#include "model/identity/BaseException.h"
+#include "model/kestrel/KestrelSignatureStrategy.h"
+#include "model/keys/KeyGroup.h"
+#include "model/keys/KeyReference.h"
+#include "model/harrier/PasswordAndOtpAuthentication.h"
+#include "model/harrier/SessionTokenAuthentication.h"
 #include "signer/Encoding.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/Clock.h"
+#include "model/service/Clock.h"
 
 #include <istream>
 #include <ostream>

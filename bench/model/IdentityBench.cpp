@@ -7,10 +7,10 @@
 //   save floor: pugixml build of the same tree from ready strings, i2d_X509
 //               and base64 encode of every certificate, serialisation, and
 //               the write, fsync and rename of the file.
-#include "model/HarrierSignatureStrategy.h"
-#include "model/KestrelSignatureStrategy.h"
-#include "model/Orvane.h"
-#include "model/config/ApplicationPaths.h"
+#include "model/harrier/HarrierSignatureStrategy.h"
+#include "model/kestrel/KestrelSignatureStrategy.h"
+#include "model/identity/Orvane.h"
+#include "config/ApplicationPaths.h"
 
 #include "signer/Certificate.h"
 

@@ -1,7 +1,7 @@
 // Publication of 1000 keys into a "MY" store of 1000 linked entries, half of
 // which change their link on every run, beside its floor: reading and
 // rewriting the changed entries' files and nothing else.
-#include "model/config/AtomicFile.h"
+#include "config/AtomicFile.h"
 #include "signer/Publication.h"
 #include "signer/directory/DirectoryCertificateStore.h"
 

@@ -1,6 +1,6 @@
 #include "net/curl/CurlConnection.h"
 
-#include "model/config/TextCodec.h"
+#include "config/TextCodec.h"
 #include "net/curl/CurlRequest.h"
 #include "net/curl/RelaxedCertificateRule.h"
 

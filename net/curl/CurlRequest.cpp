@@ -1,6 +1,6 @@
 #include "net/curl/CurlRequest.h"
 
-#include "model/config/TextCodec.h"
+#include "config/TextCodec.h"
 #include "net/curl/CurlConnection.h"
 
 #include <boost/algorithm/string/case_conv.hpp>

@@ -1,6 +1,6 @@
 #include "net/curl/CurlSession.h"
 
-#include "model/config/TextCodec.h"
+#include "config/TextCodec.h"
 #include "net/curl/CurlConnection.h"
 
 #include <curl/curl.h>

@@ -1,7 +1,7 @@
 #include "signer/directory/DirectoryCertificateStore.h"
 
-#include "model/config/ApplicationPaths.h"
-#include "model/config/AtomicFile.h"
+#include "config/ApplicationPaths.h"
+#include "config/AtomicFile.h"
 #include "signer/NarrowConverter.h"
 #include "signer/SystemError.h"
 

@@ -1,6 +1,6 @@
 #include "signer/pkcs11/Pkcs11KeyStore.h"
 
-#include "model/config/AtomicFile.h"
+#include "config/AtomicFile.h"
 #include "signer/pkcs11/Pkcs11Module.h"
 #include "signer/pkcs11/Pkcs11Session.h"
 

@@ -1,7 +1,7 @@
 #include "signer/pkcs11/Pkcs11Settings.h"
 
-#include "model/config/ApplicationPaths.h"
-#include "model/config/Properties.h"
+#include "config/ApplicationPaths.h"
+#include "config/Properties.h"
 
 #include <exception>
 

@@ -1,4 +1,4 @@
-#include "model/config/ApplicationPaths.h"
+#include "config/ApplicationPaths.h"
 
 #include "tests/mock/TempDir.h"
 

@@ -1,4 +1,4 @@
-#include "model/config/AtomicFile.h"
+#include "config/AtomicFile.h"
 
 #include "tests/mock/TempDir.h"
 

@@ -1,5 +1,5 @@
-#include "model/config/HostFacts.h"
-#include "model/config/linux/LinuxHostPlatform.h"
+#include "config/HostFacts.h"
+#include "config/linux/LinuxHostPlatform.h"
 
 #include "tests/mock/TempDir.h"
 

@@ -1,4 +1,4 @@
-#include "model/config/Properties.h"
+#include "config/Properties.h"
 
 #include "tests/mock/TempDir.h"
 

@@ -1,5 +1,5 @@
-#include "model/config/ApplicationPaths.h"
-#include "model/config/ServiceUrls.h"
+#include "config/ApplicationPaths.h"
+#include "config/ServiceUrls.h"
 
 #include "tests/mock/TempDir.h"
 

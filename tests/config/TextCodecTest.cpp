@@ -1,4 +1,4 @@
-#include "model/config/TextCodec.h"
+#include "config/TextCodec.h"
 
 #include <gtest/gtest.h>
 

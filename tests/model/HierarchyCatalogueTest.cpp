@@ -1,4 +1,4 @@
-#include "model/HierarchyCatalogue.h"
+#include "model/catalogue/HierarchyCatalogue.h"
 
 #include <gtest/gtest.h>
 #include <json/reader.h>

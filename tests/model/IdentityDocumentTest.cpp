@@ -1,6 +1,6 @@
-#include "model/ActiveInstallationNotFound.h"
-#include "model/IdentityDocument.h"
-#include "model/Orvane.h"
+#include "model/identity/ActiveInstallationNotFound.h"
+#include "model/identity/IdentityDocument.h"
+#include "model/identity/Orvane.h"
 #include "tests/mock/TempDir.h"
 #include "tests/model/IdentityFixtures.h"
 

@@ -1,8 +1,8 @@
 #include "tests/model/IdentityFixtures.h"
 
-#include "model/HarrierSignatureStrategy.h"
-#include "model/KestrelSignatureStrategy.h"
-#include "model/config/ApplicationPaths.h"
+#include "model/harrier/HarrierSignatureStrategy.h"
+#include "model/kestrel/KestrelSignatureStrategy.h"
+#include "config/ApplicationPaths.h"
 #include "tests/mock/TempDir.h"
 
 #include "signer/Encoding.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/Orvane.h"
+#include "model/identity/Orvane.h"
 
 #include "signer/Certificate.h"
 

@@ -1,8 +1,8 @@
-#include "model/KeyReference.h"
+#include "model/keys/KeyReference.h"
 
-#include "model/HarrierSignatureStrategy.h"
-#include "model/KestrelSignatureStrategy.h"
-#include "model/config/TextCodec.h"
+#include "model/harrier/HarrierSignatureStrategy.h"
+#include "model/kestrel/KestrelSignatureStrategy.h"
+#include "config/TextCodec.h"
 #include "tests/model/IdentityFixtures.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-#include "model/ActiveInstallationNotFound.h"
-#include "model/Orvane.h"
+#include "model/identity/ActiveInstallationNotFound.h"
+#include "model/identity/Orvane.h"
 #include "tests/mock/TempDir.h"
 #include "tests/model/IdentityFixtures.h"
 

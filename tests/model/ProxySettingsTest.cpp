@@ -1,6 +1,6 @@
-#include "model/config/ProxySettings.h"
+#include "config/ProxySettings.h"
 
-#include "model/config/ApplicationPaths.h"
+#include "config/ApplicationPaths.h"
 #include "tests/mock/TempDir.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // Helper of the crash test: loads the identity of the folders it is given
 // (HOME and the XDG variables) and saves it over and over, switching one
 // value between two texts, until it is killed.
-#include "model/Orvane.h"
+#include "model/identity/Orvane.h"
 
 #include <cstdio>
 #include <exception>

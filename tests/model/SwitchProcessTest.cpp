@@ -1,8 +1,8 @@
 // The maintenance switches and the save path exercised as real processes,
 // each in throw-away folders of its own.
-#include "model/IdentityDocument.h"
-#include "model/Orvane.h"
-#include "model/config/ApplicationPaths.h"
+#include "model/identity/IdentityDocument.h"
+#include "model/identity/Orvane.h"
+#include "config/ApplicationPaths.h"
 #include "tests/mock/ChildProcess.h"
 #include "tests/mock/TempDir.h"
 #include "tests/model/IdentityFixtures.h"

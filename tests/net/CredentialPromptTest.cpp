@@ -1,6 +1,6 @@
 // The process-wide credential buffers and the terminal prompt.
 
-#include "model/config/TextCodec.h"
+#include "config/TextCodec.h"
 #include "net/ProxyCredentials.h"
 #include "net/TerminalCredentialPrompt.h"
 #include "tests/net/NetTestSupport.h"

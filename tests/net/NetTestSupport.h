@@ -5,7 +5,7 @@
 // Basic authentication, test certificates, and a prompt that answers from a
 // script. Everything is stopped when its object goes.
 
-#include "model/config/ProxySettings.h"
+#include "config/ProxySettings.h"
 #include "net/ProxyCredentialPrompt.h"
 #include "tests/mock/ChildProcess.h"
 #include "tests/mock/TempDir.h"

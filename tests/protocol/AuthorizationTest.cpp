@@ -3,9 +3,9 @@
 
 #include "tests/protocol/ProtocolSupport.h"
 
-#include "model/Device.h"
-#include "model/KestrelAuthorization.h"
-#include "model/config/TextCodec.h"
+#include "model/keys/Device.h"
+#include "model/kestrel/KestrelAuthorization.h"
+#include "config/TextCodec.h"
 
 using namespace orvane::model;
 using orvane::test::drop;

@@ -5,8 +5,8 @@
 
 #include "app/ctl/DeviceCommands.h"
 #include "app/ctl/SignCommand.h"
-#include "model/config/ApplicationPaths.h"
-#include "model/config/TextCodec.h"
+#include "config/ApplicationPaths.h"
+#include "config/TextCodec.h"
 #include "signer/Encoding.h"
 #include "tests/mock/ChildProcess.h"
 #include "tests/mock/TempDir.h"

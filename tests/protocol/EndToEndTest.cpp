@@ -6,9 +6,9 @@
 
 #include "tests/protocol/ProtocolSupport.h"
 
-#include "model/KestrelAuthorization.h"
-#include "model/config/ApplicationPaths.h"
-#include "model/config/TextCodec.h"
+#include "model/kestrel/KestrelAuthorization.h"
+#include "config/ApplicationPaths.h"
+#include "config/TextCodec.h"
 #include "signer/SystemRepository.h"
 #include "tests/mock/ChildProcess.h"
 

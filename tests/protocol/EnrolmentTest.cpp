@@ -2,11 +2,11 @@
 
 #include "tests/protocol/ProtocolSupport.h"
 
-#include "model/KestrelEnrolment.h"
-#include "model/ServiceExchange.h"
-#include "model/config/ApplicationPaths.h"
-#include "model/config/ServiceUrls.h"
-#include "model/config/TextCodec.h"
+#include "model/kestrel/KestrelEnrolment.h"
+#include "model/service/ServiceExchange.h"
+#include "config/ApplicationPaths.h"
+#include "config/ServiceUrls.h"
+#include "config/TextCodec.h"
 #include "signer/Certificate.h"
 #include "signer/SystemRepository.h"
 

@@ -3,12 +3,12 @@
 
 #include "tests/protocol/ProtocolSupport.h"
 
-#include "model/ActiveInstallationNotFound.h"
-#include "model/HarrierCalls.h"
-#include "model/HarrierSignatureStrategy.h"
-#include "model/config/ApplicationPaths.h"
-#include "model/config/ServiceUrls.h"
-#include "model/config/TextCodec.h"
+#include "model/identity/ActiveInstallationNotFound.h"
+#include "model/harrier/HarrierCalls.h"
+#include "model/harrier/HarrierSignatureStrategy.h"
+#include "config/ApplicationPaths.h"
+#include "config/ServiceUrls.h"
+#include "config/TextCodec.h"
 
 #include <filesystem>
 

@@ -3,12 +3,12 @@
 
 #include "tests/protocol/ProtocolSupport.h"
 
-#include "model/Device.h"
-#include "model/KestrelAuthorization.h"
-#include "model/KestrelListing.h"
-#include "model/KestrelSignatureStrategy.h"
-#include "model/config/ApplicationPaths.h"
-#include "model/config/TextCodec.h"
+#include "model/keys/Device.h"
+#include "model/kestrel/KestrelAuthorization.h"
+#include "model/kestrel/KestrelListing.h"
+#include "model/kestrel/KestrelSignatureStrategy.h"
+#include "config/ApplicationPaths.h"
+#include "config/TextCodec.h"
 #include "signer/CertificateStore.h"
 #include "signer/SystemRepository.h"
 

@@ -1,7 +1,7 @@
 #include "tests/protocol/ProtocolSupport.h"
 
-#include "model/config/ApplicationPaths.h"
-#include "model/config/TextCodec.h"
+#include "config/ApplicationPaths.h"
+#include "config/TextCodec.h"
 
 #include "signer/CertificateStore.h"
 #include "signer/ProviderLink.h"

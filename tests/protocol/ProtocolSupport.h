@@ -5,8 +5,8 @@
 // it), a clock that runs waits in no time, and an enrolled identity to start
 // from.
 
-#include "model/Clock.h"
-#include "model/Orvane.h"
+#include "model/service/Clock.h"
+#include "model/identity/Orvane.h"
 #include "tests/mock/SandboxServices.h"
 
 #include <gtest/gtest.h>

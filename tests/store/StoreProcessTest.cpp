@@ -1,7 +1,7 @@
 // orvanectl's store and key commands, and the uninstaller's "/u", as real
 // processes over the default stores of a throw-away user.
-#include "model/Orvane.h"
-#include "model/config/ApplicationPaths.h"
+#include "model/identity/Orvane.h"
+#include "config/ApplicationPaths.h"
 #include "signer/NarrowConverter.h"
 #include "signer/Publication.h"
 #include "signer/directory/DirectoryCertificateStore.h"

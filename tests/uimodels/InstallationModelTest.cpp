@@ -1,8 +1,8 @@
 #include "ui/models/InstallationModel.h"
 
-#include "model/Orvane.h"
-#include "model/config/ApplicationPaths.h"
-#include "model/config/ServiceUrls.h"
+#include "model/identity/Orvane.h"
+#include "config/ApplicationPaths.h"
+#include "config/ServiceUrls.h"
 #include "tests/mock/TempDir.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "ui/models/InstallationModel.h"
 
-#include "model/Orvane.h"
-#include "model/config/HostFacts.h"
+#include "model/identity/Orvane.h"
+#include "config/HostFacts.h"
 
 #include <exception>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/config/DesktopInfo.h"
+#include "config/DesktopInfo.h"
 
 namespace orvane::model { class Orvane; }
 using orvane::model::Orvane;

@@ -1,6 +1,6 @@
 #include "ui/models/VersionVerifier.h"
 
-#include "model/Orvane.h"
+#include "model/identity/Orvane.h"
 
 #include <exception>
 

@@ -1,0 +1,128 @@
+#include "model/catalogue/Field.h"
+
+#include "model/service/JsonFields.h"
+#include "model/identity/XmlNodes.h"
+
+#include <cwctype>
+#include <regex>
+
+namespace orvane::model {
+
+namespace {
+
+// The messages end in "posição" with no number behind them; the screens have
+// always shown them so.
+const wchar_t* const kNotNumeric = L"Caracter não-numérico digitado incorretamente na posição";
+const wchar_t* const kNotAlphabetic = L"Caracter numérico digitado incorretamente na posição";
+const wchar_t* const kNotAlphanumeric = L"Caracter digitado incorretamente na posição";
+const wchar_t* const kTooLong = L"Caracteres digitados acima do permitido";
+
+bool isDigit(wchar_t c)
+{
+    return std::iswdigit(static_cast<wint_t>(c)) != 0;
+}
+
+bool isAlpha(wchar_t c)
+{
+    return std::iswalpha(static_cast<wint_t>(c)) != 0;
+}
+
+} // namespace
+
+Field Field::fromJson(const Json::Value& value)
+{
+    Field field;
+    field.mask = json::wideMember(value, "mask");
+    field.regexValidator = json::wideMember(value, "regexValidator");
+    return field;
+}
+
+Field Field::read(const pugi::xml_node& node)
+{
+    Field field;
+    field.mask = xml::childText(node, "Mask");
+    field.regexValidator = xml::childText(node, "RegexValidator");
+    return field;
+}
+
+void Field::write(pugi::xml_node& parent) const
+{
+    pugi::xml_node node = parent.append_child("Field");
+    xml::appendTextElement(node, "Mask", mask);
+    xml::appendTextElement(node, "RegexValidator", regexValidator);
+}
+
+MaskResult Field::applyMask(const std::wstring& input) const
+{
+    MaskResult result;
+    result.stripped = input;
+    std::wstring output;
+    std::size_t i = 0;
+    std::size_t j = 0;
+
+    while (i < mask.size()) {
+        // A partly typed value is a valid state: leftover mask positions are
+        // no error, and trailing literals are not added yet.
+        if (j >= result.stripped.size()) {
+            result.text = output;
+            return result;
+        }
+        const wchar_t c = mask[i];
+        const wchar_t typed = result.stripped[j];
+        if (c == L'9' || c == L'a' || c == L'*') {
+            bool fits = false;
+            const wchar_t* message = nullptr;
+            if (c == L'9') {
+                fits = isDigit(typed);
+                message = kNotNumeric;
+            } else if (c == L'a') {
+                fits = isAlpha(typed);
+                message = kNotAlphabetic;
+            } else {
+                fits = isDigit(typed) || isAlpha(typed);
+                message = kNotAlphanumeric;
+            }
+            // A mismatch replaces what was shown so far; the scan goes on and
+            // later good characters appear behind the message.
+            if (fits) {
+                output += typed;
+            } else {
+                output = message;
+                result.accepted = false;
+            }
+            ++i;
+            ++j;
+        } else if (c == L'?') {
+            output.append(result.stripped, j, std::wstring::npos);
+            result.text = output;
+            return result;
+        } else {
+            // A literal: absorbed when typed, supplied when left out; either
+            // way `stripped` keeps no literal and `j` stays put.
+            if (typed == c)
+                result.stripped.erase(j, 1);
+            output += c;
+            ++i;
+        }
+    }
+
+    if (j < result.stripped.size()) {
+        output = kTooLong;
+        result.accepted = false;
+    }
+    result.text = output;
+    return result;
+}
+
+bool Field::matches(const std::wstring& input) const
+{
+    const std::wregex expression(regexValidator, std::regex_constants::ECMAScript);
+    return std::regex_match(input, expression);
+}
+
+bool Field::operator==(const Field& other) const
+{
+    return mask == other.mask && regexValidator == other.regexValidator;
+}
+
+} // namespace orvane::model
