@@ -82,7 +82,6 @@ TEST(BackgroundTaskSlot, WaitForLastWaitsForTheRunningTask)
 
 TEST(WaitingListIdiom, EmptyTextRestartsAsOneLineEndAndNamesAppendOnTheOwnersThread)
 {
-    orvane::test::ensureApplication();
     QObject owner;
     std::vector<QString> announced;
     WaitingList list(&owner, [&] { announced.push_back(list.text()); });

@@ -35,7 +35,6 @@ protected:
     void SetUp() override
     {
         ProtocolTest::SetUp();
-        orvane::test::ensureApplication();
         identity = enrol();
         hierarchies.setPtrOrvane(identity.get());
         found.setPtrOrvane(identity.get());

@@ -21,7 +21,6 @@ protected:
     void SetUp() override
     {
         ProtocolTest::SetUp();
-        orvane::test::ensureApplication();
         identity = enrol();
         list.setPtrOrvane(identity.get());
     }

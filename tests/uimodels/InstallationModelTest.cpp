@@ -39,14 +39,7 @@ void saveIdentityFor(const std::wstring& targetUrl)
     identity.save();
 }
 
-class InstallationModelTest : public orvane::test::ProtocolTest {
-protected:
-    void SetUp() override
-    {
-        ProtocolTest::SetUp();
-        orvane::test::ensureApplication();
-    }
-};
+using InstallationModelTest = orvane::test::ProtocolTest;
 
 } // namespace
 

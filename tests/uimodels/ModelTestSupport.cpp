@@ -4,19 +4,36 @@
 
 #include <QCoreApplication>
 
+#include <gtest/gtest.h>
+
 #include <memory>
 
 namespace orvane::test {
 
-void ensureApplication()
-{
-    static int argc = 1;
-    static char name[] = "uimodels_tests";
-    static char* argv[] = {name, nullptr};
-    static std::unique_ptr<QCoreApplication> application;
-    if (!QCoreApplication::instance())
-        application = std::make_unique<QCoreApplication>(argc, argv);
-}
+namespace {
+
+// The application of the whole test program: made before the first case and
+// gone after the last, while Qt's own globals still exist.
+class ApplicationEnvironment : public testing::Environment {
+public:
+    void SetUp() override
+    {
+        if (!QCoreApplication::instance())
+            application_ = std::make_unique<QCoreApplication>(argc_, argv_);
+    }
+    void TearDown() override { application_.reset(); }
+
+private:
+    int argc_ = 1;
+    char name_[16] = "uimodels_tests";
+    char* argv_[2] = {name_, nullptr};
+    std::unique_ptr<QCoreApplication> application_;
+};
+
+[[maybe_unused]] testing::Environment* const environment =
+    testing::AddGlobalTestEnvironment(new ApplicationEnvironment);
+
+} // namespace
 
 void settle()
 {

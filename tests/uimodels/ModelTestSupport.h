@@ -1,8 +1,9 @@
 #pragma once
 
-// What the model suites share: a Qt application for queued deliveries, the
-// end of a worker with everything it posted delivered, and one log of the
-// signals of several models in the order they arrived.
+// What the model suites share: a Qt application for queued deliveries (made
+// for the whole program by ModelTestSupport.cpp), the end of a worker with
+// everything it posted delivered, and one log of the signals of several
+// models in the order they arrived.
 
 #include <QObject>
 #include <QString>
@@ -11,9 +12,6 @@
 #include <vector>
 
 namespace orvane::test {
-
-// Creates the process's QCoreApplication on first call.
-void ensureApplication();
 
 // Waits for the running background task, then delivers what it posted.
 void settle();
