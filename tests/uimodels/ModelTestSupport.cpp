@@ -6,7 +6,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
+#include <thread>
 
 namespace orvane::test {
 
@@ -37,7 +39,12 @@ private:
 
 void settle()
 {
-    BackgroundTask::waitForLast();
+    // The event loop keeps turning while the worker runs, as in the program,
+    // so the models' thread touches them while the worker does.
+    while (!BackgroundTask::lastEnded()) {
+        QCoreApplication::processEvents();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     QCoreApplication::sendPostedEvents();
 }
 

@@ -13,7 +13,8 @@
 
 namespace orvane::test {
 
-// Waits for the running background task, then delivers what it posted.
+// Delivers what the running background task posts until it has ended, and
+// the rest after.
 void settle();
 
 class SignalLog {
