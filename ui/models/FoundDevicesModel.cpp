@@ -37,7 +37,7 @@ FoundDevicesModel::~FoundDevicesModel()
 
 int FoundDevicesModel::rowCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : static_cast<int>(rows_.size());
+    return parent.isValid() ? 0 : devices_.count();
 }
 
 int FoundDevicesModel::columnCount(const QModelIndex& parent) const
@@ -47,16 +47,16 @@ int FoundDevicesModel::columnCount(const QModelIndex& parent) const
 
 QVariant FoundDevicesModel::data(const QModelIndex& index, int role) const
 {
-    if (index.row() < 0 || index.row() >= rowCount())
+    const DeviceRows::Row* row = devices_.at(index.row());
+    if (!row)
         return {};
-    const Row& row = rows_[static_cast<std::size_t>(index.row())];
     switch (role) {
     case MarkToSyncRole:
-        return row.markToSync;
+        return row->markToSync;
     case DeviceNameRole:
-        return DeviceOutcome::shownText(row.device.deviceName, row.device.deviceCode);
+        return DeviceOutcome::shownText(row->device.deviceName, row->device.deviceCode);
     case EnabledItemRole:
-        return row.enabledItem;
+        return row->enabledItem;
     default:
         return {};
     }
@@ -69,40 +69,38 @@ QHash<int, QByteArray> FoundDevicesModel::roleNames() const
 
 void FoundDevicesModel::clearDevices()
 {
-    foundDevices_.clear();
+    devices_.found.clear();
     emit devicesFound();
 }
 
 void FoundDevicesModel::setDevices(const std::vector<DeviceEntry>& devices)
 {
-    foundDevices_ = devices;
+    devices_.found = devices;
     emit devicesFound();
 }
 
 void FoundDevicesModel::populateFoundDevices()
 {
     beginResetModel();
-    rows_.clear();
-    for (const DeviceEntry& device : foundDevices_)
-        rows_.push_back({device, !device.alreadyExist, !device.alreadyExist});
+    devices_.rebuild([](const DeviceEntry& device) {
+        return DeviceRows::Row{device, !device.alreadyExist, !device.alreadyExist};
+    });
     endResetModel();
     emit markChanged();
 }
 
 void FoundDevicesModel::updateStatus(int index, bool checked)
 {
-    if (index < 0 || index >= rowCount())
+    DeviceRows::Row* row = devices_.at(index);
+    if (!row)
         return;
-    rows_[static_cast<std::size_t>(index)].markToSync = checked;
+    row->markToSync = checked;
     emit markChanged();
 }
 
 bool FoundDevicesModel::getAnyDeviceSelected() const
 {
-    for (const Row& row : rows_)
-        if (row.markToSync)
-            return true;
-    return false;
+    return !devices_.ticked(false).empty();
 }
 
 void FoundDevicesModel::resetError()
@@ -120,10 +118,7 @@ void FoundDevicesModel::registerWithDevices()
 {
     // What the worker needs is taken here, on the GUI thread, while the
     // screen shows the waiting page and nobody changes it.
-    std::vector<DeviceEntry> devices;
-    for (const Row& row : rows_)
-        if (row.markToSync)
-            devices.push_back(row.device);
+    const std::vector<DeviceEntry> devices = devices_.ticked(false);
     const IdentityKey identity = currentItem_ ? currentItem_->identity() : IdentityKey{};
     Orvane* orvane = orvane_;
     Clock* clock = clock_;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/kestrel/DeviceEntry.h"
+#include "ui/models/DeviceRows.h"
 #include "ui/models/WaitingList.h"
 #include "ui/models/WorkerShutdown.h"
 
@@ -76,15 +76,8 @@ public slots:
     void cancelWaiting();
 
 private:
-    struct Row {
-        orvane::model::DeviceEntry device;
-        bool markToSync;
-        bool enabledItem;
-    };
-
     HierarchyItemModel* currentItem_ = nullptr;
-    std::vector<orvane::model::DeviceEntry> foundDevices_;
-    std::vector<Row> rows_;
+    DeviceRows devices_;
     QString errorMessage_;
     QString errorListDevices_;
     bool isError_ = false;

@@ -50,23 +50,23 @@ MaintenanceDevicesModel::~MaintenanceDevicesModel()
 
 int MaintenanceDevicesModel::rowCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : static_cast<int>(rows_.size());
+    return parent.isValid() ? 0 : devices_.count();
 }
 
 QVariant MaintenanceDevicesModel::data(const QModelIndex& index, int role) const
 {
-    if (index.row() < 0 || index.row() >= rowCount())
+    const DeviceRows::Row* row = devices_.at(index.row());
+    if (!row)
         return {};
-    const Row& row = rows_[static_cast<std::size_t>(index.row())];
     switch (role) {
     case DeviceNameRole:
-        return DeviceOutcome::shownText(row.device.deviceName, row.device.deviceCode);
+        return DeviceOutcome::shownText(row->device.deviceName, row->device.deviceCode);
     case DeviceCodeRole:
-        return DeviceOutcome::shownText(row.device.deviceCode, row.device.deviceName);
+        return DeviceOutcome::shownText(row->device.deviceCode, row->device.deviceName);
     case MarkToSyncRole:
-        return row.markToSync;
+        return row->markToSync;
     case EnabledItemRole:
-        return row.enabledItem;
+        return row->enabledItem;
     default:
         return {};
     }
@@ -82,24 +82,22 @@ QHash<int, QByteArray> MaintenanceDevicesModel::roleNames() const
 
 void MaintenanceDevicesModel::clearDevices()
 {
-    foundDevices_.clear();
+    devices_.found.clear();
     emit devicesFound();
 }
 
 void MaintenanceDevicesModel::setDevices(const std::vector<DeviceEntry>& devices)
 {
-    foundDevices_ = devices;
+    devices_.found = devices;
     emit devicesFound();
 }
 
 void MaintenanceDevicesModel::populateFoundDevices()
 {
     beginResetModel();
-    rows_.clear();
-    for (const DeviceEntry& device : foundDevices_)
-        rows_.push_back({device, false, true});
+    devices_.rebuild([](const DeviceEntry& device) { return DeviceRows::Row{device, false, true}; });
     endResetModel();
-    if (rows_.empty()) {
+    if (devices_.empty()) {
         emit configureIndexCombo(0);
         emit markChanged();
         return;
@@ -107,8 +105,8 @@ void MaintenanceDevicesModel::populateFoundDevices()
     // The first phone is the approving one until the combo says otherwise.
     selectedDeviceIndex_ = 0;
     beginResetModel();
-    rows_.front().markToSync = false;
-    rows_.front().enabledItem = false;
+    devices_.at(0)->markToSync = false;
+    devices_.at(0)->enabledItem = false;
     endResetModel();
     emit markChanged();
     emit configureIndexCombo(0);
@@ -117,18 +115,18 @@ void MaintenanceDevicesModel::populateFoundDevices()
 
 void MaintenanceDevicesModel::configureItemIndexCombo(int index)
 {
-    if (rows_.empty())
+    if (devices_.empty())
         return;
     selectedDeviceIndex_ = index;
     beginResetModel();
-    for (Row& row : rows_) {
+    for (DeviceRows::Row& row : devices_.all()) {
         row.markToSync = false;
         row.enabledItem = true;
         emit markChanged();
     }
-    if (index >= 0 && index < rowCount()) {
-        rows_[static_cast<std::size_t>(index)].markToSync = false;
-        rows_[static_cast<std::size_t>(index)].enabledItem = false;
+    if (DeviceRows::Row* chosen = devices_.at(index)) {
+        chosen->markToSync = false;
+        chosen->enabledItem = false;
     }
     endResetModel();
     emit markChanged();
@@ -136,27 +134,24 @@ void MaintenanceDevicesModel::configureItemIndexCombo(int index)
 
 bool MaintenanceDevicesModel::getExistDeviceMaintenance() const
 {
-    return rows_.size() > 1;
+    return devices_.count() > 1;
 }
 
 bool MaintenanceDevicesModel::getExistAnyDeviceMaintenance() const
 {
-    if (rows_.empty())
-        return false;
-    const std::wstring* selected = selectedDeviceIndex_ >= 0 && selectedDeviceIndex_ < rowCount()
-        ? &rows_[static_cast<std::size_t>(selectedDeviceIndex_)].device.deviceCode
-        : nullptr;
-    for (const Row& row : rows_)
-        if (row.markToSync && (!selected || row.device.deviceCode != *selected))
+    const DeviceRows::Row* selected = devices_.at(selectedDeviceIndex_);
+    for (const DeviceEntry& device : devices_.ticked(false))
+        if (!selected || device.deviceCode != selected->device.deviceCode)
             return true;
     return false;
 }
 
 void MaintenanceDevicesModel::updateStatus(int index, bool checked)
 {
-    if (index < 0 || index >= rowCount())
+    DeviceRows::Row* row = devices_.at(index);
+    if (!row)
         return;
-    rows_[static_cast<std::size_t>(index)].markToSync = checked;
+    row->markToSync = checked;
     emit markChanged();
 }
 
@@ -195,8 +190,8 @@ void MaintenanceDevicesModel::pushMainteanceAuthenticationDevice()
 {
     const IdentityKey identity = currentItem_ ? currentItem_->identity() : IdentityKey{};
     std::optional<DeviceEntry> chosen;
-    if (selectedDeviceIndex_ >= 0 && selectedDeviceIndex_ < rowCount())
-        chosen = rows_[static_cast<std::size_t>(selectedDeviceIndex_)].device;
+    if (const DeviceRows::Row* row = devices_.at(selectedDeviceIndex_))
+        chosen = row->device;
     // Only this worker writes the results, so what they are now is what
     // they are when it starts.
     const bool hadResults = !authenticationResults_.empty();
@@ -247,10 +242,7 @@ void MaintenanceDevicesModel::pushMainteanceAuthenticationDevice()
 
 void MaintenanceDevicesModel::maintenanceWithDevices()
 {
-    devicesToRemove_.clear();
-    for (const Row& row : rows_)
-        if (row.markToSync && row.enabledItem)
-            devicesToRemove_.push_back(row.device);
+    devicesToRemove_ = devices_.ticked(true);
     const std::vector<DeviceEntry> devices = devicesToRemove_;
     const IdentityKey identity = identityKey_;
     const std::vector<DeviceAuthorization> approval = authenticationResults_;

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "model/kestrel/DeviceAuthorization.h"
-#include "model/kestrel/DeviceEntry.h"
 #include "model/kestrel/IdentityKey.h"
+#include "ui/models/DeviceRows.h"
 #include "ui/models/WaitingList.h"
 #include "ui/models/WorkerShutdown.h"
 
@@ -88,18 +88,11 @@ public slots:
     void setPtrOrvane(Orvane* ptrOrvane);
 
 private:
-    struct Row {
-        orvane::model::DeviceEntry device;
-        bool markToSync;
-        bool enabledItem;
-    };
-
     void fail(const QString& text);
 
     HierarchyItemModel* currentItem_ = nullptr;
     orvane::model::IdentityKey identityKey_;
-    std::vector<orvane::model::DeviceEntry> foundDevices_;
-    std::vector<Row> rows_;
+    DeviceRows devices_;
     std::vector<orvane::model::DeviceEntry> devicesToRemove_;
     std::vector<orvane::model::DeviceAuthorization> authenticationResults_;
     int selectedDeviceIndex_ = 0;
