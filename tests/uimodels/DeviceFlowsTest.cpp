@@ -172,11 +172,13 @@ TEST_F(DeviceFlows, CancellingOrClosingEndsTheWaitAfterItsCurrentPass)
         found.setClock(paused);
         log.entries.clear();
         found.registerWithDevices();
-        while (!reached)
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (!reached && std::chrono::steady_clock::now() < deadline)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         stop();
         resume = true;
         orvane::test::settle();
+        ASSERT_TRUE(reached.load()) << "the wait never reached its second pass";
 
         EXPECT_EQ(paused.sleeps(), (std::vector<int>{6, 5}));
         EXPECT_EQ(log.entries.back(),
