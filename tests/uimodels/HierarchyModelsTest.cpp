@@ -46,7 +46,6 @@ TEST_F(HierarchyModels, ListFillsOnFirstLookWithRolesAndWidths)
     ASSERT_EQ(list.rowCount(), 5);
     EXPECT_EQ(list.roleNames().value(257), QByteArray("displayName"));
     EXPECT_EQ(list.roleNames().value(258), QByteArray("code"));
-    EXPECT_EQ(list.data(list.index(4), 258).toString(), QStringLiteral("OAB"));
     EXPECT_EQ(list.data(list.index(1), 257).toString(), QStringLiteral("Pessoa Jurídica (CNPJ)"));
     EXPECT_EQ(list.headerData(0, Qt::Horizontal).toString(), QStringLiteral("Hierarquias"));
     EXPECT_EQ(list.at(5), nullptr);

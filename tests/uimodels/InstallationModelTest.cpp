@@ -170,10 +170,4 @@ TEST(HelpPage, ShipsBesideTheBuiltProgramAndCoversTheTopics)
     for (const char* topic : {"id=\"registrar\"", "id=\"celular\"", "id=\"nuvem\"", "id=\"assinatura\"",
                               "id=\"offline\"", "Orvane está offline"})
         EXPECT_TRUE(text.contains(QString::fromUtf8(topic))) << topic;
-
-    InstallationModel model;
-    QUrl opened;
-    model.setUrlOpener([&](const QUrl& url) { opened = url; return true; });
-    model.openFaqKestrel();
-    EXPECT_EQ(opened, HelpPage::kestrelFaq());
 }
