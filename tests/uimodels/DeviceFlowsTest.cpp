@@ -28,7 +28,8 @@ using orvane::test::SignalLog;
 
 namespace {
 
-const QString kUnanswered = QStringLiteral("Atenção !! os seguintes dispositivos não responderam a solicitação :\n");
+const QString kUnanswered =
+    QStringLiteral("Atenção !! os seguintes dispositivos não responderam a solicitação :\n");
 
 class DeviceFlows : public orvane::test::ProtocolTest {
 protected:
@@ -44,7 +45,8 @@ protected:
         maintenance.setClock(clock);
         log.watch(&registration, &RegistrationModel::requestRegistrationFinished, "r.finished");
         log.watch(&registration, &RegistrationModel::requestMaintenanceFinished, "r.finished");
-        log.watchWith(&registration, &RegistrationModel::errorChanged, "r.error", [this] { return registration.errorMessage(); });
+        log.watchWith(&registration, &RegistrationModel::errorChanged, "r.error",
+                      [this] { return registration.errorMessage(); });
         log.watch(&found, &FoundDevicesModel::devicesFound, "f.found");
         log.watch(&found, &FoundDevicesModel::devicesRegistered, "f.registered");
         log.watchWith(&found, &FoundDevicesModel::confirmDevice, "f.waiting", [this] { return found.listWaiting(); });
@@ -53,9 +55,12 @@ protected:
         log.watch(&found, &FoundDevicesModel::offLineServer, "f.offline");
         log.watch(&maintenance, &MaintenanceDevicesModel::devicesFound, "m.found");
         log.watch(&maintenance, &MaintenanceDevicesModel::configureIndexCombo, "m.combo");
-        log.watchWith(&maintenance, &MaintenanceDevicesModel::confirmDevice, "m.waiting", [this] { return maintenance.listWaiting(); });
+        log.watchWith(&maintenance, &MaintenanceDevicesModel::confirmDevice, "m.waiting",
+                      [this] { return maintenance.listWaiting(); });
         log.watchWith(&maintenance, &MaintenanceDevicesModel::errorChanged, "m.error",
-                      [this] { return maintenance.errorMessage() + QLatin1Char('|') + maintenance.errorListDevices(); });
+                      [this] {
+                          return maintenance.errorMessage() + QLatin1Char('|') + maintenance.errorListDevices();
+                      });
         log.watch(&maintenance, &MaintenanceDevicesModel::pushAuthenticationDeviceFinished, "m.authenticated");
         log.watch(&maintenance, &MaintenanceDevicesModel::maintenanceDevices, "m.maintenance");
         log.watch(&maintenance, &MaintenanceDevicesModel::offLineServer, "m.offline");
@@ -118,7 +123,8 @@ TEST_F(DeviceFlows, TwoPhonesOneApprovesTheOtherRunsToTheDeadline)
     // The wait ran to its deadline on the injected clock: a minute a phone.
     EXPECT_GE(clock.nowSeconds() - clock.start() / 1000, 120);
     EXPECT_EQ(log.entries, (Log{"f.waiting=\n", "f.waiting=\nGalaxy S23 de Ana\n", "f.offline(false)", "m.error=|",
-                                "r.error=", "f.registered", "f.error=|" + (kUnanswered + "iPhone 13 de Ana\n").toStdString()}));
+                                "r.error=", "f.registered",
+                                "f.error=|" + (kUnanswered + "iPhone 13 de Ana\n").toStdString()}));
     EXPECT_TRUE(found.isError());
     EXPECT_FALSE(server.isOffLine());
     // The registration went back to an empty form; the approving phone is
@@ -236,8 +242,8 @@ TEST_F(DeviceFlows, MaintenanceWithOnePhoneAndWithThree)
     orvane::test::settle();
     const std::string offline = "Erro ao tentar efetuar a manutenção dos dispositivos selecionados.\n"
                                 "Favor verifique sua conexão de rede e tente novamente.\n";
-    EXPECT_EQ(log.entries, (Log{"m.maintenance(2)", "m.maintenance(3)", "m.offline(true)", "m.error=" + offline + "|Concluído",
-                                "m.maintenance(1)", "m.maintenance(2)", "m.maintenance(3)", "m.offline(false)"}));
+    EXPECT_EQ(log.entries, (Log{"m.maintenance(2)", "m.maintenance(3)", "m.offline(true)",
+                                "m.error=" + offline + "|Concluído", "m.maintenance(1)", "m.maintenance(2)", "m.maintenance(3)", "m.offline(false)"}));
     search(QStringLiteral("CPF"), QStringLiteral("67421058362"), true);
     ASSERT_EQ(maintenance.rowCount(), 2);
     EXPECT_EQ(kept(1, 258).toString().toStdString(), extra1);

@@ -109,7 +109,8 @@ TEST_F(InstallationModelTest, FirstRunRegistrationReportsAndBroadcastsEvenOnFail
         // Both texts are told, the service's last.
         {"unreachable", drop("/create"),
          {"installationChanged", "installationChanged", "installationChanged",
-          "errorChanged=O Orvane está offline", StartsWith("errorChanged=Problema ao criar uma nova instalação no servidor."), "ptrOrvaneChanged(null)",
+          "errorChanged=O Orvane está offline",
+          StartsWith("errorChanged=Problema ao criar uma nova instalação no servidor."), "ptrOrvaneChanged(null)",
           "setupNewConfigurationFinished"},
          true},
         {"refused", fault("/create", 200, refusal),
@@ -139,7 +140,8 @@ TEST_F(InstallationModelTest, FirstRunRegistrationReportsAndBroadcastsEvenOnFail
         log.watchWith(&model, &InstallationModel::errorChanged, "errorChanged", [&] { return model.getErrorServer(); });
         log.watch(&model, &InstallationModel::ptrOrvaneChanged, "ptrOrvaneChanged");
         log.watch(&model, &InstallationModel::setupNewConfigurationFinished, "setupNewConfigurationFinished");
-        QObject::connect(&hierarchies, &QAbstractItemModel::rowsInserted, [&] { log.entries.push_back("rowsInserted"); });
+        QObject::connect(&hierarchies, &QAbstractItemModel::rowsInserted,
+                         [&] { log.entries.push_back("rowsInserted"); });
         model.setInstallationName(QString());
         model.setUserName(QString());
         model.setDomainName(QString());
