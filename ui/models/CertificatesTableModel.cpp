@@ -105,6 +105,10 @@ void CertificatesTableModel::updateCertificates()
         return;
     Orvane* orvane = orvane_;
     const std::uint64_t refresh = ++refreshesStarted_;
+    // The earlier task ends before this one starts, not while it runs: two
+    // workers inside the identity at once would race on it. The wait is the
+    // one that replacing the task would make anyway.
+    settle();
     // Nothing is caught: a refresh that throws ends without a word, and the
     // screen keeps offering to reload.
     BackgroundTask::start([this, orvane, refresh] {

@@ -82,12 +82,16 @@ void HarrierRegistration::registerUserAtHarrier()
     // form is idle, so these are the values the worker would read.
     const orvane::model::UserCredentials credentials{email_.toStdWString(), organizationSubdomain_.toStdWString(),
                                                      password_.toStdWString()};
+    // As for every worker of the identity: the earlier task ends first.
+    BackgroundTask::waitForLast();
     BackgroundTask::start([this, orvane, credentials] {
         const WorkerReport report(
             [this](bool offline) { ModelUpdate::post(this, [this, offline] { emit offlineServer(offline); }); },
+            // The text crosses as plain bytes: a QString shared between the
+            // two threads would be released by either, unseen.
             [this](const QString& text) {
-                ModelUpdate::post(this, [this, text] {
-                    errorMessage_ = text;
+                ModelUpdate::post(this, [this, utf8 = text.toStdString()] {
+                    errorMessage_ = QString::fromStdString(utf8);
                     emit errorOccurred();
                 });
             },

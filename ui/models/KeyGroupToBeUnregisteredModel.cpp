@@ -36,6 +36,8 @@ void KeyGroupToBeUnregisteredModel::unregisterKeyGroup()
         return;
     Orvane* orvane = orvane_;
     orvane::model::KeyGroup* group = group_;
+    // As for every worker of the identity: the earlier task ends first.
+    BackgroundTask::waitForLast();
     BackgroundTask::start([this, orvane, group] {
         std::int32_t status = 1;
         try {
