@@ -51,14 +51,13 @@ Row expectedRow(const std::string& group, const Json::Value& key)
     return {group, key["subject"].asString(), brasiliaEndDate(key["certificatePem"].asString())};
 }
 
-// Queued reports need an event loop; the first fixture makes the one
+// Queued reports need an event loop: the first fixture makes the one
 // application object of the program.
 struct WithApplication {
     WithApplication()
     {
         static int argc = 1;
-        static char name[] = "uimodels_tests";
-        static char* argv[] = {name, nullptr};
+        static char* argv[] = {const_cast<char*>("uimodels_tests"), nullptr};
         if (!QCoreApplication::instance())
             new QCoreApplication(argc, argv);
     }
