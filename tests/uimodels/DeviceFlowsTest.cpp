@@ -9,7 +9,7 @@
 #include "ui/models/RegistrationModel.h"
 #include "ui/models/VerificationConnectionServer.h"
 
-#include "tests/protocol/ProtocolSupport.h"
+#include "tests/mock/ProtocolSupport.h"
 #include "tests/uimodels/ModelTestSupport.h"
 
 #include <gtest/gtest.h>

@@ -4,7 +4,7 @@
 #include "ui/models/HierarchyListModel.h"
 
 #include "model/catalogue/Hierarchy.h"
-#include "tests/protocol/ProtocolSupport.h"
+#include "tests/mock/ProtocolSupport.h"
 #include "tests/uimodels/ModelTestSupport.h"
 
 #include <gtest/gtest.h>

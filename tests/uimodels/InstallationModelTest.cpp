@@ -4,7 +4,7 @@
 #include "config/ServiceUrls.h"
 #include "model/identity/Orvane.h"
 #include "tests/mock/TempDir.h"
-#include "tests/protocol/ProtocolSupport.h"
+#include "tests/mock/ProtocolSupport.h"
 #include "tests/uimodels/ModelTestSupport.h"
 #include "ui/models/FoundDevicesModel.h"
 #include "ui/models/HelpPage.h"
