@@ -6,9 +6,10 @@
 #include "tests/mock/TempDir.h"
 #include "tests/mock/ProtocolSupport.h"
 #include "tests/uimodels/ModelTestSupport.h"
-#include "ui/models/FoundDevicesModel.h"
+#include "ui/models/CertificatesTableModel.h"
 #include "ui/models/HelpPage.h"
 #include "ui/models/HierarchyListModel.h"
+#include "ui/models/KeyGroupToBeUnregisteredModel.h"
 #include "ui/models/VerificationConnectionServer.h"
 
 #include <gmock/gmock.h>
@@ -127,9 +128,8 @@ TEST_F(InstallationModelTest, FirstRunRegistrationReportsAndBroadcastsEvenOnFail
 
         VerificationConnectionServer server;
         HierarchyListModel hierarchies(&server);
-        // Any model whose offLineServer feeds the banner stands in for the
-        // certificates table here.
-        FoundDevicesModel table(&server);
+        KeyGroupToBeUnregisteredModel keyGroups(&server);
+        CertificatesTableModel table(nullptr, &keyGroups, &server);
         InstallationModel model(&table, &hierarchies);
         QObject::connect(&model, &InstallationModel::ptrOrvaneChanged, &hierarchies, &HierarchyListModel::setPtrOrvane);
         QObject::connect(&model, &InstallationModel::ptrOrvaneChanged, &model, &InstallationModel::setPtrOrvane);

@@ -3,6 +3,7 @@
 #include "ui/models/BackgroundTask.h"
 #include "ui/models/KeyGroupToBeUnregisteredModel.h"
 #include "ui/models/ModelUpdate.h"
+#include "ui/models/RegistrationModel.h"
 #include "ui/models/VerificationConnectionServer.h"
 
 #include "model/identity/BaseException.h"
@@ -27,7 +28,7 @@ bool installationExists()
 
 } // namespace
 
-CertificatesTableModel::CertificatesTableModel(QObject* registration, KeyGroupToBeUnregisteredModel* keyGroupModel,
+CertificatesTableModel::CertificatesTableModel(RegistrationModel* registration, KeyGroupToBeUnregisteredModel* keyGroupModel,
                                                VerificationConnectionServer* server, QObject* parent)
     : QAbstractTableModel(parent)
     , keyGroupModel_(keyGroupModel)
@@ -36,7 +37,7 @@ CertificatesTableModel::CertificatesTableModel(QObject* registration, KeyGroupTo
     connect(keyGroupModel, &KeyGroupToBeUnregisteredModel::keyGroupUnregistered, this,
             &CertificatesTableModel::updateCertificates);
     if (registration)
-        connect(registration, SIGNAL(devicesRegistered()), this, SLOT(updateCertificates()));
+        connect(registration, &RegistrationModel::devicesRegistered, this, &CertificatesTableModel::updateCertificates);
     connect(this, &CertificatesTableModel::offLineServer, server, &VerificationConnectionServer::setOffLine);
 }
 

@@ -12,6 +12,7 @@ namespace orvane::model { class KeyGroup; class Orvane; }
 using orvane::model::Orvane;
 
 class KeyGroupToBeUnregisteredModel;
+class RegistrationModel;
 class VerificationConnectionServer;
 
 // The main list: one row per certificate known to the identity, grouped by
@@ -30,9 +31,9 @@ class CertificatesTableModel : public QAbstractTableModel {
 public:
     enum Role { CertificateNameRole = Qt::UserRole + 1, ValidUntilRole, KeyGroupRole };
 
-    // `registration` is met only through its devicesRegistered() signal,
-    // which asks for a refresh; null leaves that unconnected.
-    CertificatesTableModel(QObject* registration, KeyGroupToBeUnregisteredModel* keyGroupModel,
+    // The registration's devicesRegistered() signal asks for a refresh; a
+    // null registration leaves that unconnected.
+    CertificatesTableModel(RegistrationModel* registration, KeyGroupToBeUnregisteredModel* keyGroupModel,
                            VerificationConnectionServer* server, QObject* parent = nullptr);
 
     int rowCount(const QModelIndex& parent = QModelIndex()) const override;

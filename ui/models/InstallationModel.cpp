@@ -3,11 +3,11 @@
 #include "model/identity/Orvane.h"
 #include "config/HostFacts.h"
 #include "ui/models/BackgroundTask.h"
+#include "ui/models/CertificatesTableModel.h"
 #include "ui/models/HelpPage.h"
 #include "ui/models/HierarchyListModel.h"
 #include "ui/models/ModelUpdate.h"
 
-#include <QMetaObject>
 
 #include <exception>
 
@@ -22,7 +22,7 @@ const wchar_t* const kDefaultDomainName = L"Local";
 
 } // namespace
 
-InstallationModel::InstallationModel(QObject* certificatesTable, HierarchyListModel* hierarchyList, QObject* parent)
+InstallationModel::InstallationModel(CertificatesTableModel* certificatesTable, HierarchyListModel* hierarchyList, QObject* parent)
     : QObject(parent)
     , certificatesTable_(certificatesTable)
     , hierarchyList_(hierarchyList)
@@ -108,9 +108,7 @@ void InstallationModel::setupNewConfiguration()
                 // This model has no offline signal of its own: the table's
                 // raises the banner.
                 if (certificatesTable_)
-                    ModelUpdate::post(certificatesTable_, [table = certificatesTable_] {
-                        QMetaObject::invokeMethod(table, "offLineServer", Qt::DirectConnection, Q_ARG(bool, true));
-                    });
+                    ModelUpdate::post(certificatesTable_, [table = certificatesTable_] { emit table->offLineServer(true); });
                 report(QStringLiteral("O Orvane está offline"));
             }
             // Not exclusive with the above: a text from the service stands last.

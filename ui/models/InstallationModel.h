@@ -15,6 +15,7 @@ using orvane::model::Orvane;
 #include <memory>
 #include <vector>
 
+class CertificatesTableModel;
 class HierarchyListModel;
 
 // Backs the first-run form: the names this computer will be registered under,
@@ -28,11 +29,10 @@ class InstallationModel : public QObject {
     Q_PROPERTY(QString errorServer READ getErrorServer WRITE setErrorServer NOTIFY errorChanged)
 
 public:
-    // `certificatesTable` is the certificates table model: its
-    // offLineServer(bool) signal raises the offline banner when the service
-    // cannot be reached. Both models must outlive this one; either may be
-    // null where a test needs neither.
-    explicit InstallationModel(QObject* certificatesTable = nullptr, HierarchyListModel* hierarchyList = nullptr,
+    // The table's offLineServer(bool) signal raises the offline banner when
+    // the service cannot be reached. Both models must outlive this one;
+    // either may be null where a test needs neither.
+    explicit InstallationModel(CertificatesTableModel* certificatesTable = nullptr, HierarchyListModel* hierarchyList = nullptr,
                                QObject* parent = nullptr);
     // Waits for a registration still under way: the aggregates it makes
     // belong to this model.
@@ -85,7 +85,7 @@ signals:
 private:
     void fillDefault(std::wstring& field, const wchar_t* fallback);
 
-    QObject* certificatesTable_;
+    CertificatesTableModel* certificatesTable_;
     HierarchyListModel* hierarchyList_;
     orvane::model::DesktopInfo desktopInfo_;
     QString errorServer_;
