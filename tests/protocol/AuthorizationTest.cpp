@@ -318,3 +318,29 @@ TEST_F(Authorization, CancelTakesThePhoneOffTheListAndClearsTheMark)
     EXPECT_EQ(kestrel.devices.devices.size(), 1u);
     EXPECT_EQ(kestrel.devices.lastModified, L"x");
 }
+
+// A 200 whose content is plain text reads as a JSON string: every call that
+// reads members of it fails with the library's error instead of taking the
+// text for "no devices", "not approved" or "not done".
+TEST_F(Authorization, TextReplyFailsEveryMemberAccess)
+{
+    DeviceAuthorizationsResult asked = requestAuthorizations(installation(), kAna, {found.devices[0]}, "M");
+    ASSERT_EQ(asked.authorizations.size(), 1u);
+    const Json::Value text = [] {
+        Json::Value body(Json::objectValue);
+        body["contentData"] = "servico em manutencao";
+        return body;
+    }();
+    const std::vector<std::pair<const char*, std::function<void()>>> calls = {
+        {"/requestAuthorization/", [&] { searchDevices(installation(), kAna); }},
+        {"/requestAuthorization/", [&] { requestAuthorizations(installation(), kAna, {found.devices[0]}, "A"); }},
+        {"/isAuthorized/", [&] { isAuthorized(installation(), asked.authorizations[0]); }},
+        {"/maintenanceDevices/",
+         [&] { maintainDevices(installation(), kAna, asked.authorizations[0].desktopRequestCode, {found.devices[1]}); }},
+    };
+    for (const auto& [path, call] : calls) {
+        sandbox().addFault(fault(path, 200, text));
+        EXPECT_THROW(call(), Json::LogicError) << path;
+        sandbox().clearFaults();
+    }
+}
