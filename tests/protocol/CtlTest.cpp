@@ -7,6 +7,7 @@
 #include "app/ctl/SignCommand.h"
 #include "config/ApplicationPaths.h"
 #include "config/TextCodec.h"
+#include "model/kestrel/KestrelAuthorization.h"
 #include "signer/Encoding.h"
 #include "tests/mock/ChildProcess.h"
 #include "tests/mock/TempDir.h"
@@ -191,4 +192,62 @@ TEST_F(Ctl, AuthorizeShowsEachAnswerAndPhoneSignsOnTheFakeClock)
     const valmora::signer::Bytes signature = valmora::signer::base64Decode(std::string(text));
     orvane::test::writeFile(dir.file("sig"), std::string(signature.begin(), signature.end()));
     EXPECT_TRUE(opensslVerifies(key->certificate->toPem(), dir.file("abc"), dir.file("sig")));
+}
+
+// A phone approves a maintenance request, then the others go; the waits run
+// on the fake clock in-process, the approved path also as a real process.
+TEST_F(Ctl, RemoveAsksTheApprovingPhoneFirstThenRemovesTheOthers)
+{
+    std::unique_ptr<Orvane> identity = enrol();
+    const std::string via = sandbox().deviceCodesOf("ana")[0];
+    const std::string spare = addPhone("ana", "Celular antigo de Ana")["deviceCode"].asString();
+    const std::vector<std::string> head = {"devices", "remove", "CPF", "39053344705", "--via", via};
+    const auto withCodes = [&](std::vector<std::string> codes) {
+        std::vector<std::string> all = head;
+        all.insert(all.end(), codes.begin(), codes.end());
+        return all;
+    };
+    EXPECT_EQ(ctl(head).exitCode, 2);                      // nothing to remove
+    EXPECT_EQ(ctl(withCodes({spare, via})).exitCode, 2);   // the approving phone stays
+    EXPECT_EQ(ctl(withCodes({std::string(40, '0')})).exitCode, 1);
+    EXPECT_EQ(callCount("/maintenanceDevices/"), 0);
+
+    // Refused or unreachable at the removal, and a phone that never answers.
+    const auto inProcess = [&](bool approve, const Json::Value& removalFault, std::string& printed) {
+        if (!removalFault.isNull())
+            sandbox().addFault(removalFault);
+        FakeClock clock;
+        clock.onSleep = [&](std::size_t) {
+            for (const Json::Value& request : pending("M", via))
+                if (approve)
+                    sandbox().approve(request["id"].asString());
+        };
+        std::ostringstream out, err;
+        const std::vector<std::string> command = withCodes({spare});
+        const int status = orvane::ctl::devicesRemove({command.begin() + 2, command.end()}, out, err, clock);
+        sandbox().clearFaults();
+        printed = out.str();
+        return status;
+    };
+    Json::Value refusal(Json::objectValue);
+    refusal["contentData"] = R"({"status": "false", "message": "manutencao recusada"})";
+    std::string printed;
+    EXPECT_EQ(inProcess(false, Json::Value(), printed), 3);
+    EXPECT_EQ(printed, "asked: Galaxy S23 de Ana\nno answer in time: Galaxy S23 de Ana\n");
+    EXPECT_EQ(inProcess(true, fault("/maintenanceDevices/", 200, refusal), printed), 3);
+    EXPECT_EQ(inProcess(true, orvane::test::drop("/maintenanceDevices/"), printed), 4);
+    EXPECT_EQ(printed, "asked: Galaxy S23 de Ana\napproved: Galaxy S23 de Ana\n");
+    EXPECT_EQ(searchDevices(identity->kestrelInstallation(), {L"39053344705", L"CPF"}).devices.size(), 3u);
+
+    // The real command, with the phone approving at its first look.
+    Json::Value rule(Json::objectValue);
+    rule["afterPolls"] = 1;
+    sandbox().post("/auto-approve", rule);
+    const ProcessResult removed = ctl(withCodes({spare}));
+    EXPECT_EQ(removed.exitCode, 0) << removed.err;
+    EXPECT_EQ(removed.out, "asked: Galaxy S23 de Ana\napproved: Galaxy S23 de Ana\nremoved: Celular antigo de Ana\n");
+    const DeviceSearchResult after = searchDevices(identity->kestrelInstallation(), {L"39053344705", L"CPF"});
+    EXPECT_EQ(after.devices.size(), 2u);
+    if (after.devices.size() != 2u)
+        sandbox().remove("/devices/" + spare);
 }
