@@ -326,19 +326,13 @@ TEST_F(Authorization, TextReplyFailsEveryMemberAccess)
 {
     DeviceAuthorizationsResult asked = requestAuthorizations(installation(), kAna, {found.devices[0]}, "M");
     ASSERT_EQ(asked.authorizations.size(), 1u);
-    const Json::Value text = [] {
-        Json::Value body(Json::objectValue);
-        body["contentData"] = "servico em manutencao";
-        return body;
-    }();
-    const std::vector<std::pair<const char*, std::function<void()>>> calls = {
-        {"/requestAuthorization/", [&] { searchDevices(installation(), kAna); }},
-        {"/requestAuthorization/", [&] { requestAuthorizations(installation(), kAna, {found.devices[0]}, "A"); }},
-        {"/isAuthorized/", [&] { isAuthorized(installation(), asked.authorizations[0]); }},
-        {"/maintenanceDevices/",
-         [&] { maintainDevices(installation(), kAna, asked.authorizations[0].desktopRequestCode, {found.devices[1]}); }},
-    };
-    for (const auto& [path, call] : calls) {
+    Json::Value text(Json::objectValue);
+    text["contentData"] = "servico em manutencao";
+    for (const auto& [path, call] : std::vector<std::pair<const char*, std::function<void()>>>{
+             {"/requestAuthorization/", [&] { searchDevices(installation(), kAna); }},
+             {"/requestAuthorization/", [&] { requestAuthorizations(installation(), kAna, found.devices, "A"); }},
+             {"/isAuthorized/", [&] { isAuthorized(installation(), asked.authorizations[0]); }},
+             {"/maintenanceDevices/", [&] { maintainDevices(installation(), kAna, "c", {found.devices[1]}); }}}) {
         sandbox().addFault(fault(path, 200, text));
         EXPECT_THROW(call(), Json::LogicError) << path;
         sandbox().clearFaults();

@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
+#include <tuple>
 
 using namespace orvane::model;
 using orvane::test::FakeClock;
@@ -201,53 +202,46 @@ TEST_F(Ctl, RemoveAsksTheApprovingPhoneFirstThenRemovesTheOthers)
     std::unique_ptr<Orvane> identity = enrol();
     const std::string via = sandbox().deviceCodesOf("ana")[0];
     const std::string spare = addPhone("ana", "Celular antigo de Ana")["deviceCode"].asString();
-    const std::vector<std::string> head = {"devices", "remove", "CPF", "39053344705", "--via", via};
-    const auto withCodes = [&](std::vector<std::string> codes) {
-        std::vector<std::string> all = head;
-        all.insert(all.end(), codes.begin(), codes.end());
-        return all;
+    const std::vector<std::string> command = {"CPF", "39053344705", "--via", via, spare};
+    const auto ctlRemove = [](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"devices", "remove"});
+        return ctl(arguments);
     };
-    EXPECT_EQ(ctl(head).exitCode, 2);                      // nothing to remove
-    EXPECT_EQ(ctl(withCodes({spare, via})).exitCode, 2);   // the approving phone stays
-    EXPECT_EQ(ctl(withCodes({std::string(40, '0')})).exitCode, 1);
+    EXPECT_EQ(ctlRemove({"CPF", "39053344705", "--via", via}).exitCode, 2);         // nothing to remove
+    EXPECT_EQ(ctlRemove({"CPF", "39053344705", "--via", via, via}).exitCode, 2);    // the approver stays
+    EXPECT_EQ(ctlRemove({"CPF", "39053344705", "--via", via, "00"}).exitCode, 1);   // not Ana's
     EXPECT_EQ(callCount("/maintenanceDevices/"), 0);
 
-    // Refused or unreachable at the removal, and a phone that never answers.
-    const auto inProcess = [&](bool approve, const Json::Value& removalFault, std::string& printed) {
+    Json::Value refusal(Json::objectValue);
+    refusal["contentData"] = R"({"status": "false", "message": "manutencao recusada"})";
+    // No answer in a minute; refused or unreachable at the removal.
+    for (const auto& [approve, removalFault, exitStatus] :
+         std::vector<std::tuple<bool, Json::Value, int>>{{false, Json::Value(), 3},
+                                                         {true, fault("/maintenanceDevices/", 200, refusal), 3},
+                                                         {true, orvane::test::drop("/maintenanceDevices/"), 4}}) {
         if (!removalFault.isNull())
             sandbox().addFault(removalFault);
         FakeClock clock;
-        clock.onSleep = [&](std::size_t) {
+        clock.onSleep = [&, approve = approve](std::size_t) {
             for (const Json::Value& request : pending("M", via))
                 if (approve)
                     sandbox().approve(request["id"].asString());
         };
         std::ostringstream out, err;
-        const std::vector<std::string> command = withCodes({spare});
-        const int status = orvane::ctl::devicesRemove({command.begin() + 2, command.end()}, out, err, clock);
+        EXPECT_EQ(orvane::ctl::devicesRemove(command, out, err, clock), exitStatus) << err.str();
+        EXPECT_EQ(out.str(), approve ? "asked: Galaxy S23 de Ana\napproved: Galaxy S23 de Ana\n"
+                                     : "asked: Galaxy S23 de Ana\nno answer in time: Galaxy S23 de Ana\n");
         sandbox().clearFaults();
-        printed = out.str();
-        return status;
-    };
-    Json::Value refusal(Json::objectValue);
-    refusal["contentData"] = R"({"status": "false", "message": "manutencao recusada"})";
-    std::string printed;
-    EXPECT_EQ(inProcess(false, Json::Value(), printed), 3);
-    EXPECT_EQ(printed, "asked: Galaxy S23 de Ana\nno answer in time: Galaxy S23 de Ana\n");
-    EXPECT_EQ(inProcess(true, fault("/maintenanceDevices/", 200, refusal), printed), 3);
-    EXPECT_EQ(inProcess(true, orvane::test::drop("/maintenanceDevices/"), printed), 4);
-    EXPECT_EQ(printed, "asked: Galaxy S23 de Ana\napproved: Galaxy S23 de Ana\n");
-    EXPECT_EQ(searchDevices(identity->kestrelInstallation(), {L"39053344705", L"CPF"}).devices.size(), 3u);
+    }
 
-    // The real command, with the phone approving at its first look.
     Json::Value rule(Json::objectValue);
     rule["afterPolls"] = 1;
     sandbox().post("/auto-approve", rule);
-    const ProcessResult removed = ctl(withCodes({spare}));
+    const ProcessResult removed = ctlRemove(command);
     EXPECT_EQ(removed.exitCode, 0) << removed.err;
     EXPECT_EQ(removed.out, "asked: Galaxy S23 de Ana\napproved: Galaxy S23 de Ana\nremoved: Celular antigo de Ana\n");
-    const DeviceSearchResult after = searchDevices(identity->kestrelInstallation(), {L"39053344705", L"CPF"});
-    EXPECT_EQ(after.devices.size(), 2u);
-    if (after.devices.size() != 2u)
+    if (searchDevices(identity->kestrelInstallation(), {L"39053344705", L"CPF"}).devices.size() != 2u) {
+        ADD_FAILURE() << "the spare phone is still there";
         sandbox().remove("/devices/" + spare);
+    }
 }
