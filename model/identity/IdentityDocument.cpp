@@ -25,30 +25,32 @@ std::string protectTexts(const std::string& saved)
 {
     std::string out;
     out.reserve(saved.size());
-    std::size_t tagStart = std::string::npos;
-    for (std::size_t i = 0; i < saved.size(); ++i) {
-        const char c = saved[i];
-        if (c == '<')
-            tagStart = i;
-        if (c == '\r') {
-            out += "&#13;";
+    std::size_t done = 0;
+    for (std::size_t at = saved.find_first_of("\r>"); at != std::string::npos;
+         at = saved.find_first_of("\r>", at + 1)) {
+        if (saved[at] == '\r') {
+            out.append(saved, done, at - done).append("&#13;");
+            done = at + 1;
             continue;
         }
-        out += c;
-        if (c != '>' || tagStart == std::string::npos || saved[i - 1] == '/')
+        // The end of an opening tag (not "</", "<?", "<!" or "/>")...
+        const std::size_t tagStart = saved.rfind('<', at);
+        const char kind = tagStart == std::string::npos ? '/' : saved[tagStart + 1];
+        if (kind == '/' || kind == '?' || kind == '!' || saved[at - 1] == '/')
             continue;
-        const char kind = saved[tagStart + 1];
-        if (kind == '/' || kind == '?' || kind == '!')
-            continue;
-        std::size_t end = i + 1;
+        // ...followed by blanks alone up to a closing tag.
+        std::size_t end = at + 1;
         while (end < saved.size() && isBlank(saved[end]))
             ++end;
-        if (end == i + 1 || saved.compare(end, 2, "</") != 0)
+        if (end == at + 1 || saved.compare(end, 2, "</") != 0)
             continue;
-        for (std::size_t k = i + 1; k < end; ++k)
+        out.append(saved, done, at + 1 - done);
+        for (std::size_t k = at + 1; k < end; ++k)
             out += "&#" + std::to_string(static_cast<int>(saved[k])) + ";";
-        i = end - 1;
+        done = end;
+        at = end - 1;
     }
+    out.append(saved, done, std::string::npos);
     return out;
 }
 
