@@ -11,7 +11,7 @@ namespace {
 
 bool isBlank(char c)
 {
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+    return c == ' ' || c == '\t' || c == '\n';
 }
 
 // The document is read with the parser's default options, which drop a text
@@ -21,18 +21,14 @@ bool isBlank(char c)
 // every carriage return (the writer leaves them raw in texts; attributes
 // and indentation never hold one), and each blank of a text that is only
 // blanks, that is, blanks between an opening tag and the closing one.
-std::string protectTexts(const std::string& saved)
+// Both are rare, so the text is only copied when one is found.
+std::string protectTexts(std::string saved)
 {
+    for (std::size_t at = saved.find('\r'); at != std::string::npos; at = saved.find('\r', at))
+        saved.replace(at, 1, "&#13;");
     std::string out;
-    out.reserve(saved.size());
     std::size_t done = 0;
-    for (std::size_t at = saved.find_first_of("\r>"); at != std::string::npos;
-         at = saved.find_first_of("\r>", at + 1)) {
-        if (saved[at] == '\r') {
-            out.append(saved, done, at - done).append("&#13;");
-            done = at + 1;
-            continue;
-        }
+    for (std::size_t at = saved.find('>'); at != std::string::npos; at = saved.find('>', at + 1)) {
         // The end of an opening tag (not "</", "<?", "<!" or "/>")...
         const std::size_t tagStart = saved.rfind('<', at);
         const char kind = tagStart == std::string::npos ? '/' : saved[tagStart + 1];
@@ -50,6 +46,8 @@ std::string protectTexts(const std::string& saved)
         done = end;
         at = end - 1;
     }
+    if (done == 0)
+        return saved;
     out.append(saved, done, std::string::npos);
     return out;
 }
