@@ -28,11 +28,11 @@ std::string userFolder(const char* name)
     if (!base)
         throw std::runtime_error("Falha ao carregar diretorio AppData\\Local");
     std::string folder = *base + "/" + name;
-    if (mkdir(folder.c_str(), 0700) != 0) {
-        struct stat info {};
-        if (errno != EEXIST || stat(folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
-            throw std::runtime_error("Error criando diretório");
-    }
+    // Only a failure other than "already exists" counts here, whatever stands
+    // in the folder's place: a file there makes the later opening of the
+    // file inside fail instead, as a missing file does.
+    if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST)
+        throw std::runtime_error("Error criando diretório");
     return folder;
 }
 

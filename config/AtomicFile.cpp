@@ -60,9 +60,15 @@ void removeStaleTemporaries(const std::string& path)
     }
 }
 
-} // namespace
+struct FileRights {
+    mode_t mode;
+    // Set only for an existing file whose owner or group is to be kept.
+    bool keepOwner = false;
+    uid_t owner = 0;
+    gid_t group = 0;
+};
 
-bool writeFileAtomically(const std::string& path, const std::string& content, mode_t mode)
+bool writeWithRights(const std::string& path, const std::string& content, const FileRights& rights)
 {
     removeStaleTemporaries(path);
     std::string pattern = path + ".tmp-XXXXXX";
@@ -71,7 +77,8 @@ bool writeFileAtomically(const std::string& path, const std::string& content, mo
     int fd = mkostemp(name.data(), O_CLOEXEC);
     if (fd < 0)
         return false;
-    bool ok = fchmod(fd, mode) == 0 && writeAll(fd, content) && fsync(fd) == 0;
+    bool ok = (!rights.keepOwner || fchown(fd, rights.owner, rights.group) == 0) && fchmod(fd, rights.mode) == 0
+              && writeAll(fd, content) && fsync(fd) == 0;
     ok = (::close(fd) == 0) && ok;
     if (!ok || std::rename(name.data(), path.c_str()) != 0) {
         ::unlink(name.data());
@@ -84,6 +91,27 @@ bool writeFileAtomically(const std::string& path, const std::string& content, mo
         ::close(folder);
     }
     return true;
+}
+
+} // namespace
+
+bool writeFileAtomically(const std::string& path, const std::string& content, mode_t mode)
+{
+    return writeWithRights(path, content, FileRights{mode});
+}
+
+bool rewriteFileAtomically(const std::string& path, const std::string& content, mode_t newFileMode)
+{
+    struct stat existing {};
+    if (::stat(path.c_str(), &existing) != 0)
+        return writeWithRights(path, content, FileRights{newFileMode});
+    FileRights rights{static_cast<mode_t>(existing.st_mode & 07777)};
+    // A file of this user and group needs no chown (which an ordinary user
+    // may not be allowed to call even for a no-op on some file systems).
+    rights.keepOwner = existing.st_uid != ::geteuid() || existing.st_gid != ::getegid();
+    rights.owner = existing.st_uid;
+    rights.group = existing.st_gid;
+    return writeWithRights(path, content, rights);
 }
 
 } // namespace orvane::model

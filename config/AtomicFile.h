@@ -12,4 +12,11 @@ namespace orvane::model {
 // the old file untouched and no temporary left behind, when any step fails.
 bool writeFileAtomically(const std::string& path, const std::string& content, mode_t mode = 0600);
 
+// The same for a file that others may share, such as the installer's
+// configuration: an existing file keeps its mode, owner and group (so that
+// rewriting it as one user does not take it from the others); a new one gets
+// `newFileMode`. When the owner or group cannot be kept, nothing is replaced
+// and the answer is false.
+bool rewriteFileAtomically(const std::string& path, const std::string& content, mode_t newFileMode);
+
 } // namespace orvane::model

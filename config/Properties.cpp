@@ -92,7 +92,7 @@ std::string Properties::text() const
 
 void Properties::save(const std::string& path) const
 {
-    writeFileAtomically(path, text());
+    rewriteFileAtomically(path, text(), 0644);
 }
 
 } // namespace orvane::model

@@ -34,9 +34,10 @@ public:
     // and the other's line in place of its own; a new key is appended.
     void merge(const Properties& other);
 
-    // Writes every line, each ended by a line end, replacing the file at once
-    // (readable by the owner only). A file that cannot be written is left as
-    // it was, silently.
+    // Writes every line, each ended by a line end, replacing the file at once.
+    // An existing file keeps its mode and owner (the installer's configuration
+    // is read by every user of the computer); a new one is readable by all.
+    // A file that cannot be written is left as it was, silently.
     void save(const std::string& path) const;
     std::string text() const;
 

@@ -1,6 +1,7 @@
 #include "config/ProxySettings.h"
 
 #include "config/ApplicationPaths.h"
+#include "config/AtomicFile.h"
 #include "config/Properties.h"
 
 #include <boost/algorithm/string/trim.hpp>
@@ -103,7 +104,8 @@ void saveProxySettings(const ProxySettings& settings, const std::string& path)
     fresh.add(kUserName, settings.userName);
 
     file.merge(fresh);
-    file.save(path);
+    // It may hold a password: owner-only, whatever the file was before.
+    writeFileAtomically(path, file.text());
 }
 
 } // namespace orvane::model

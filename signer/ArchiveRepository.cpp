@@ -165,7 +165,9 @@ bool ArchiveRepository::addCertificate(const Certificate& certificate)
         bool sameKey = false;
         if (impl_->privateKey && !certificate.isNull()) {
             // A certificate whose key is not RSA cannot belong to the held
-            // key; it is still welcome as an authority.
+            // key; it is still welcome as an authority. Kept on purpose:
+            // real ICP-Brasil roots and authorities have EC and Ed448 keys,
+            // and an archive that refused them could not carry its chain.
             try {
                 sameKey = PublicKey::fromEvp(impl_->privateKey.get()) == certificate.publicKey();
             } catch (const BaseException&) {

@@ -376,6 +376,9 @@ bool Certificate::isVerifiedBy(const Certificate& issuer) const
 {
     if (isNull() || issuer.isNull())
         return false;
+    // The issuer's key as OpenSSL holds it, of whatever kind, and not rebuilt
+    // as an RSA PublicKey: ICP-Brasil roots v4 and v13 have EC keys and v6 an
+    // Ed448 one, and chains below them must still be found. Kept on purpose.
     EVP_PKEY* key = X509_get0_pubkey(issuer.handle());
     const bool verified = key && X509_verify(handle(), key) == 1;
     ERR_clear_error();

@@ -34,10 +34,10 @@ class KeyStore {
 public:
     virtual ~KeyStore();
 
-    // A new RSA key of 2048 bits with the public exponent 65537. A key that
+    // A new RSA key of `bits` bits with the public exponent 65537. A key that
     // is not `exportable` never leaves the store; an exportable one can be
     // read back with exportPrivateKey. A name in use fails.
-    virtual PublicKey createKey(const std::string& name, bool exportable) = 0;
+    virtual PublicKey createKey(const std::string& name, bool exportable, unsigned bits) = 0;
     virtual bool hasKey(const std::string& name) = 0;
     virtual PublicKey publicKey(const std::string& name) = 0;
     // The name of a private key whose public part is `publicKey`.

@@ -182,7 +182,8 @@ void addAltNames(STACK_OF(X509_EXTENSION) * extensions, const std::vector<AltNam
     }
     // An empty alternative name extension is not valid DER for it (it must
     // hold at least one name), so a list whose entries were all left out
-    // adds none.
+    // adds none. Kept on purpose: an authority would refuse the whole
+    // request for an empty extension, and the person would get nothing.
     if (sk_GENERAL_NAME_num(names.get()) == 0)
         return;
     X509ExtensionPtr extension(X509V3_EXT_i2d(NID_subject_alt_name, 0, names.get()));
@@ -282,7 +283,8 @@ CertificateChain Repository::buildChain(const Certificate& certificate)
             return chain;
         }
         // Two authorities that certify each other, neither of them a root,
-        // would send the walk round for ever.
+        // would send the walk round for ever. Kept on purpose: such a chain
+        // ends here as a failed one instead of hanging the caller.
         if (std::find(chain.certificates.begin(), chain.certificates.end(), issuer) != chain.certificates.end()) {
             chain.status = ChainOtherError;
             return chain;

@@ -142,8 +142,10 @@ public:
 
     const Slot& findContext(const std::string& fingerprint, const std::string& storeName);
     // Walks one store; the entry walked on stands in enumerationSlot while
-    // the walker runs, and the removals put off meanwhile run at the end.
-    void enumerateStore(const std::string& store, const EntryWalker& walker);
+    // the walker runs, and the removals put off meanwhile run at the end. A
+    // store that cannot be read fails with `label`.
+    void enumerateStore(const std::string& store, const EntryWalker& walker,
+                        const char* label = "CertEnumCertificatesInStore");
     // The link of an entry changed here: the slots that hold it follow.
     void linkChanged(const std::string& fingerprint, const KeyProviderInfo& info);
 
@@ -161,7 +163,13 @@ const Slot& SystemRepositoryImpl::findContext(const std::string& fingerprint, co
         return enumerationSlot;
     if (!foundSlot.fingerprint.empty() && foundSlot.fingerprint == fingerprint)
         return foundSlot;
-    fingerprintBytes(fingerprint);  // a text that is no fingerprint fails here
+    // A text that is no fingerprint names no certificate: it is not found,
+    // like any other fingerprint that no store holds.
+    try {
+        fingerprintBytes(fingerprint);
+    } catch (const std::invalid_argument&) {
+        throw CertificateNotFoundException("Fingerprint: " + fingerprint);
+    }
     for (const char* store : storeNames) {
         if (!storeName.empty() && storeName != store)
             continue;
@@ -179,7 +187,7 @@ const Slot& SystemRepositoryImpl::findContext(const std::string& fingerprint, co
     throw CertificateNotFoundException("Fingerprint: " + fingerprint);
 }
 
-void SystemRepositoryImpl::enumerateStore(const std::string& store, const EntryWalker& walker)
+void SystemRepositoryImpl::enumerateStore(const std::string& store, const EntryWalker& walker, const char* label)
 {
     // However the walk ends, it no longer stands on an entry.
     struct SlotGuard {
@@ -192,7 +200,7 @@ void SystemRepositoryImpl::enumerateStore(const std::string& store, const EntryW
             return walker(entry.certificate, entry);
         });
     } catch (const CertificateStoreError& error) {
-        throwStoreError(error, "CertEnumCertificatesInStore");
+        throwStoreError(error, label);
     }
     enumerationSlot.clear();
     // The list stays: an object that walks again runs these again.
@@ -239,10 +247,10 @@ const std::shared_ptr<CertificateStore>& SystemRepository::certificateStore() co
 
 std::unique_ptr<Repository> SystemRepository::clone() const { return std::make_unique<SystemRepository>(*this); }
 
-PublicKey SystemRepository::createNamedKey(const std::wstring& keyName, std::uint32_t)
+PublicKey SystemRepository::createNamedKey(const std::wstring& keyName, std::uint32_t bits)
 {
     try {
-        return impl_->keyStore->createKey(utf8(keyName), false);
+        return impl_->keyStore->createKey(utf8(keyName), false, bits);
     } catch (const KeyStoreError& error) {
         throwKeyError(error, "NCryptCreatePersistedKey");
     }
@@ -313,7 +321,13 @@ Bytes SystemRepository::sign(const Bytes& bytes, const PrivateKeyHandle& key, co
         isKnown = isKnown || hashName == name;
     if (!isKnown)
         throw CapiException("Invalid algorithm specified: \"" + hashName + "\"", "CryptCreateHash");
-    return signDigest(hashName, digest(bytes, hashName), key);
+    // Failures of this way are reported under its own call and not wrapped.
+    const Bytes block = digestInfo(hashName, digest(bytes, hashName));
+    try {
+        return impl_->keyStore->signPkcs1(stored->name(), block);
+    } catch (const KeyStoreError& error) {
+        throwKeyError(error, "CryptSignHashW");
+    }
 }
 
 PrivateKeyHandle SystemRepository::privateKeyOf(const Certificate& certificate)
@@ -411,12 +425,17 @@ CertificateChain SystemRepository::buildChain(const Certificate& certificate)
 void SystemRepository::certificatesOfProvider(const std::wstring& providerName, const CertificateAction& visitor)
 {
     try {
-        impl_->enumerateStore("MY", [&](const Certificate& certificate, const StoreEntry& entry) {
-            // An entry without a link is no failure: it is passed over.
-            if (entry.provider && entry.provider->providerName == providerName)
-                visitor(certificate);
-            return Then::Continue;
-        });
+        impl_->enumerateStore(
+            "MY",
+            [&](const Certificate& certificate, const StoreEntry& entry) {
+                // An entry without a link is no failure: it is passed over.
+                if (entry.provider && entry.provider->providerName == providerName)
+                    visitor(certificate);
+                return Then::Continue;
+            },
+            // The store's folder is read whole before the walk starts: what
+            // fails is the opening.
+            "CertOpenSystemStore");
     } catch (const CapiException& error) {
         throw CertificateSearchingException(error.what());
     }
@@ -496,7 +515,8 @@ KeyPair SystemRepository::generateKeyPair(const std::wstring& keyName, int)
             keys.destroyKey(name);
         }
         KeyPair pair;
-        static_cast<PublicKey&>(pair) = keys.createKey(name, true);
+        // 2048 bits, whatever was asked, as the keys of requests always had.
+        static_cast<PublicKey&>(pair) = keys.createKey(name, true, 2048);
         EvpPkeyPtr exported = keys.exportPrivateKey(name);
         if (!exported)
             throw KeyPairGenerationException("Could not create EVP_PKEY structure");
@@ -533,11 +553,10 @@ bool SystemRepository::addCertificate(const Certificate& certificate)
         } catch (const CertificateStoreError& error) {
             throwStoreError(error, "CertAddEncodedCertificateToStore");
         }
-    } catch (const CertificateAdditionException&) {
-        throw;
     } catch (const CapiException& error) {
-        throw CertificateAdditionException(error.what());
-    } catch (const BaseException& error) {
+        // Only the store's own failures are translated; the family's other
+        // exceptions (a certificate not found, an archive that cannot be
+        // written) reach the caller as they are.
         throw CertificateAdditionException(error.what());
     }
 }
@@ -588,11 +607,16 @@ void SystemRepository::importPfx(std::istream& stream, const std::wstring& passw
         }
     }
 
+    // With `setLink` every certificate of the archive is linked to the key,
+    // the authorities too. Without it only the key's own certificate is.
+    if (setLink && !keyLink)
+        keyLink = KeyProviderInfo{link.containerName, localKeyProviderName, providerTypeRsaAes, 0, keySpecSignature};
+    const std::optional<KeyProviderInfo> authorityLink = setLink ? keyLink : std::nullopt;
     // Authorities first, the key's own certificate last: the last one is
     // the one that gets the friendly name.
     std::vector<StoreEntry> entries;
     for (int i = 0; cas && i < sk_X509_num(cas.get()); ++i)
-        entries.push_back(StoreEntry{Certificate::fromHandle(sk_X509_value(cas.get(), i)), std::nullopt, std::nullopt});
+        entries.push_back(StoreEntry{Certificate::fromHandle(sk_X509_value(cas.get(), i)), authorityLink, std::nullopt});
     if (keyCertificate)
         entries.push_back(StoreEntry{Certificate::fromHandle(keyCertificate.get()), keyLink, std::nullopt});
 

@@ -37,8 +37,8 @@ public:
     // The one object that signs the agent's own requests (process-wide).
     static SystemRepository& processWide();
 
-    // The agent's own named key: RSA 2048 (whatever `bits` says), never to
-    // leave the key store. A name in use fails.
+    // The agent's own named key: RSA of `bits` bits (the agent asks for
+    // 2048), never to leave the key store. A name in use fails.
     PublicKey createNamedKey(const std::wstring& keyName, std::uint32_t bits);
     PublicKey publicKeyOfNamedKey(const std::wstring& keyName);
     // Digests `data` with `hashName` and signs with RSA PKCS#1 v1.5; an empty

@@ -32,6 +32,11 @@ const std::vector<Command>& commandTable()
          [](const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
              return devicesAuthorize(arguments, out, err);
          }},
+        {{"devices", "remove"}, "HIERARCHY IDENTITY --via DEVICE-CODE DEVICE-CODE...",
+         "remove phones from an identity once the --via phone approves (up to a minute)",
+         [](const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
+             return devicesRemove(arguments, out, err);
+         }},
         {{"certs", "list"}, "", "ask both services for the current certificates and print them (nothing saved)",
          certsList},
         {{"refresh"}, "", "list the certificates at both services, save them and publish them into MY", refresh},

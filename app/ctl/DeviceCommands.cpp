@@ -40,6 +40,15 @@ DeviceSearch searchTyped(const std::string& hierarchyCode, const std::string& ty
     return search;
 }
 
+// The phone of that code among those the service knows for the identity.
+const model::DeviceEntry* deviceWithCode(const model::DeviceSearchResult& found, const std::string& code)
+{
+    for (const model::DeviceEntry& device : found.devices)
+        if (narrow(device.deviceCode) == code)
+            return &device;
+    return nullptr;
+}
+
 } // namespace
 
 int devicesSearch(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err)
@@ -112,6 +121,66 @@ int devicesAuthorize(const std::vector<std::string>& arguments, std::ostream& ou
     if (result.authorizations.size() != chosen.size())
         guard.out() << "not asked by the service: " << chosen.size() - result.authorizations.size() << "\n";
     return all ? exitSuccess : exitRefused;
+}
+
+int devicesRemove(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+                  model::Clock& clock)
+{
+    if (arguments.size() < 5 || arguments[2] != "--via") {
+        err << "orvanectl: usage: devices remove HIERARCHY IDENTITY --via DEVICE-CODE DEVICE-CODE...\n";
+        return exitUsage;
+    }
+    const std::string& via = arguments[3];
+    const std::vector<std::string> codes(arguments.begin() + 4, arguments.end());
+    // The phone that approves the maintenance stays: it is the identity's
+    // proof of presence for this very request.
+    if (std::find(codes.begin(), codes.end(), via) != codes.end()) {
+        err << "orvanectl: the approving phone cannot be removed in the same run\n";
+        return exitUsage;
+    }
+    AnswersToStandardError guard(out);
+    const DeviceSearch search = searchTyped(arguments[0], arguments[1], err);
+    if (search.exitStatus != exitSuccess)
+        return search.exitStatus;
+    model::KestrelInstallation& installation = search.identity->kestrelInstallation();
+
+    const model::DeviceEntry* approver = deviceWithCode(search.found, via);
+    std::vector<model::DeviceEntry> doomed;
+    for (const std::string& code : codes) {
+        const model::DeviceEntry* device = deviceWithCode(search.found, code);
+        if (!device || !approver) {
+            err << "orvanectl: not a device of this identity: " << (approver ? code : via) << "\n";
+            return exitFailure;
+        }
+        doomed.push_back(*device);
+    }
+
+    guard.out() << "asked: " << narrow(approver->deviceName) << std::endl;
+    const model::DeviceAuthorizationsResult approval = model::authorizeDevices(
+        installation, search.key, {*approver}, "M", [] { return false; },
+        [&](const std::wstring& name) { guard.out() << "approved: " << narrow(name) << std::endl; }, clock);
+    if (exitStatusOf(approval.status, approval.message) != exitSuccess)
+        return report(err, approval.status, approval.message);
+    if (approval.authorizations.empty()) {
+        guard.out() << "not asked by the service: " << narrow(approver->deviceName) << "\n";
+        return exitRefused;
+    }
+    if (!approval.authorizations.front().answered) {
+        guard.out() << "no answer in time: " << narrow(approver->deviceName) << "\n";
+        return exitRefused;
+    }
+
+    const model::MaintenanceResult removal = model::maintainDevices(
+        installation, search.key, approval.authorizations.front().desktopRequestCode, doomed);
+    if (exitStatusOf(removal.status, removal.message) != exitSuccess)
+        return report(err, removal.status, removal.message);
+    if (!removal.done) {
+        err << "orvanectl: refused: the service did not remove the phones\n";
+        return exitRefused;
+    }
+    for (const model::DeviceEntry& device : doomed)
+        guard.out() << "removed: " << narrow(device.deviceName) << "\n";
+    return exitSuccess;
 }
 
 } // namespace orvane::ctl

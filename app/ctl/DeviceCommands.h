@@ -21,4 +21,13 @@ int devicesSearch(const std::vector<std::string>& arguments, std::ostream& out, 
 int devicesAuthorize(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
                      model::Clock& clock = model::Clock::system());
 
+// devices remove HIERARCHY IDENTITY --via DEVICE-CODE DEVICE-CODE...: asks
+// the phone named by --via to approve a maintenance request ("M") and waits
+// for it (up to a minute); once it approved, has the service remove the
+// other phones from the identity. The approving phone cannot be one of
+// them. Exit 0 when they were removed, 3 when the phone did not approve in
+// time or the service refused, 4 when the service could not be reached.
+int devicesRemove(const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err,
+                  model::Clock& clock = model::Clock::system());
+
 } // namespace orvane::ctl

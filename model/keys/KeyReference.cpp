@@ -29,7 +29,8 @@ int hexDigit(char c)
 }
 
 // Certificate names are mostly UTF-8, but older ones carry Latin-1 bytes;
-// those are shown as such rather than failing the whole listing.
+// those are shown as such rather than failing the whole listing. Kept on
+// purpose: one odd name must not hide every other certificate a person has.
 std::wstring certificateText(const std::string& bytes)
 {
     try {

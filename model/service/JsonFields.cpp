@@ -6,11 +6,12 @@ namespace orvane::model::json {
 
 const Json::Value& member(const Json::Value& object, const char* name)
 {
-    static const Json::Value kNull;
-    if (!object.isObject())
-        return kNull;
-    const Json::Value* found = object.find(name, name + std::char_traits<char>::length(name));
-    return found ? *found : kNull;
+    // The library's own access: null for a null value or a missing member,
+    // and its failure (Json::LogicError) for a reply that is no object, such
+    // as the JSON string a text reply becomes. That failure is for the caller
+    // to see: reading it as "nothing there" would make a poll wait out its
+    // deadline in silence.
+    return object[name];
 }
 
 std::string narrowMember(const Json::Value& object, const char* name)

@@ -48,6 +48,9 @@ CURL* CurlConnection::prepareHandle()
     curl_easy_setopt(handle, CURLOPT_USERAGENT, agent_.c_str());
     curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(handle, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    // The services speak HTTP/1.1; without this, libcurl would offer HTTP/2
+    // to every TLS server that supports it and speak that instead.
+    curl_easy_setopt(handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
 
     switch (route_) {
     case ProxyRoute::Direct:

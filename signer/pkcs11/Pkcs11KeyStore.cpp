@@ -343,13 +343,13 @@ Pkcs11Session Pkcs11KeyStore::session()
     return Pkcs11Session(module_->functions(), slot_);
 }
 
-PublicKey Pkcs11KeyStore::createKey(const std::string& name, bool exportable)
+PublicKey Pkcs11KeyStore::createKey(const std::string& name, bool exportable, unsigned bitCount)
 {
     Pkcs11Session s = session();
     if (findByLabel(s, CKO_PRIVATE_KEY, name) != CK_INVALID_HANDLE)
         throw KeyStoreError(Kind::KeyExists, "A key named \"" + name + "\" exists already");
     CK_MECHANISM mechanism{CKM_RSA_PKCS_KEY_PAIR_GEN, nullptr, 0};
-    CK_ULONG bits = 2048;
+    CK_ULONG bits = bitCount;
     const unsigned char exponent[] = {0x01, 0x00, 0x01};
     CK_BBOOL yes = CK_TRUE, no = CK_FALSE;
     CK_BBOOL sensitive = exportable ? CK_FALSE : CK_TRUE;

@@ -29,7 +29,7 @@ public:
 
     static std::shared_ptr<Pkcs11KeyStore> forCurrentUser();
 
-    PublicKey createKey(const std::string& name, bool exportable) override;
+    PublicKey createKey(const std::string& name, bool exportable, unsigned bits) override;
     bool hasKey(const std::string& name) override;
     PublicKey publicKey(const std::string& name) override;
     std::optional<std::string> findKey(const PublicKey& publicKey) override;

@@ -10,19 +10,67 @@ and otherName types, which never appear among a certificate's policies.
 Rows are sorted arc by arc as numbers, the order that the lookup's binary
 search expects. Non-ASCII characters are written as universal character
 names so that the source does not depend on the compiler's input charset.
+
+A person reads these texts in a certificate's details, so every row gets a
+plain description in the register's own style. Rows that the register
+compilers derived from authority certificates ("[derivado] PC A1 declarada no
+certificado de AC: AC X v5; AC X - CPS: ...") become "PC A1 da AC X": the
+kind of document, then the authority's name without its generation marks
+(v5, G2...). Notes that follow an em dash are dropped.
 """
 
+import re
 import sys
 
 KEPT_ARCS = ("2.16.76.1.1", "2.16.76.1.2")
 
 # Texts that the program has always shown for these rows; the register's
-# wording differs (or is missing) for them.
+# wording differs for them.
 FIXED_ROWS = {
     "2.16.76.1.1": "DPC",
     "2.16.76.1.1.0": "DPC da AC Raiz",
-    "2.16.76.1.2.304.7": "PC de Carimbo de Tempo T4",
 }
+
+DERIVED = re.compile(r"^\[derivado\] (?P<kind>.+?) declarada no certificado de AC: (?P<names>.+?)(?: \u2014 .*)?$")
+TIMESTAMP_KIND = re.compile(r"^PC (?P<level>T\d) \(carimbo do tempo\)$")
+ARC_KIND = re.compile(r"^PC do arco [0-9.]+$")
+GENERATION = re.compile(r"^(?:[vVgG]\d+)$")
+
+
+def authority_name(names):
+    """One name for the authority behind a list of its certificates' names
+    ("AC SOLUTI v5 G2; AC SOLUTI v12; AC SOLUTI"): the words that all share,
+    without generation marks, taken from the shortest; the first name when
+    they share no more than their first word."""
+    stems = []
+    for name in names.split(";"):
+        words = name.split()
+        while len(words) > 1 and GENERATION.match(words[-1]):
+            words.pop()
+        if words:
+            stems.append(words)
+    stems.sort(key=len)
+    shared = 0
+    while all(len(stem) > shared and stem[shared].lower() == stems[0][shared].lower() for stem in stems):
+        shared += 1
+    if shared < 2:
+        return " ".join(stems[0])
+    return " ".join(stems[0][:shared])
+
+
+def plain_description(description):
+    derived = DERIVED.match(description)
+    if not derived:
+        # A register row: its text, without a note after an em dash or a
+        # stray separator at its end.
+        return description.split(" \u2014 ")[0].rstrip(" ;")
+    kind = derived.group("kind")
+    timestamp = TIMESTAMP_KIND.match(kind)
+    if timestamp:
+        kind = "PC de Carimbo de Tempo " + timestamp.group("level")
+    elif ARC_KIND.match(kind):
+        kind = "PC"
+    return "%s da %s" % (kind, authority_name(derived.group("names")))
 
 
 def kept(oid):
@@ -66,7 +114,7 @@ def main(argv):
             if oid in rows:
                 raise SystemExit("%s:%d: %s appears twice" % (argv[1], number, oid))
             if kept(oid):
-                rows[oid] = description.strip()
+                rows[oid] = plain_description(description.strip())
     for oid, description in FIXED_ROWS.items():
         rows[oid] = description
 

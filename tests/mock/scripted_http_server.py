@@ -20,7 +20,9 @@ order and the last one repeats. An answer holds:
   noLength (bool): no Content-Length; the body ends when the connection does
 
 Record: one JSON object a line per request: method, path, headers (list of
-[name, value]), body (text, UTF-8 with replacement), and, with --verify-key,
+[name, value]), body (text, UTF-8 with replacement), over TLS alpn (the
+protocol agreed; the server offers "h2" before "http/1.1" but speaks only
+HTTP/1.1), and, with --verify-key,
 envelopeVerified / bearerVerified (true, false or null when not applicable),
 checked with the given RSA public key (PKCS#1 v1.5, SHA-256):
   envelope: the body is {"contentData": text, "signature": base64} and the
@@ -130,6 +132,8 @@ class Handler(BaseHTTPRequestHandler):
             "headers": [[k, v] for k, v in self.headers.items()],
             "body": body.decode("utf-8", "replace"),
         }
+        if hasattr(self.connection, "selected_alpn_protocol"):
+            entry["alpn"] = self.connection.selected_alpn_protocol()
         key = self.state.public_key
         if key is not None:
             entry["envelopeVerified"] = None
@@ -211,6 +215,9 @@ def serve(args):
     if args.cert:
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(args.cert, args.key)
+        # Like most real servers, offer HTTP/2 first; this server only
+        # speaks HTTP/1.1, so a client that takes h2 gets no answer.
+        context.set_alpn_protocols(["h2", "http/1.1"])
         server.socket = context.wrap_socket(server.socket, server_side=True)
     port = server.server_address[1]
     temporary = args.port_file + ".part"

@@ -29,14 +29,15 @@ std::string certificateBase64(std::size_t index)
 }
 
 // A document as an older version or a hand edit may leave it: no Expires,
-// no FutureVersion, elements in another order, a device key without KeyID.
+// no FutureVersion, elements in another order, a device key without KeyID,
+// a name of blanks, Windows line ends.
 std::string handWritten(const std::string& deviceKeyId, const std::string& walletKeyId)
 {
-    return "<?xml version=\"1.0\"?>\n<Orvane>\n"
-           "<DesktopInfo><UserName>ana</UserName></DesktopInfo>\n"
+    return "<?xml version=\"1.0\"?>\r\n<Orvane>\n"
+           "<DesktopInfo><UserName>ana\r\nlima\rx</UserName></DesktopInfo>\n"
            "<PrivateKeyReference>Orvane.k</PrivateKeyReference>\n"
            "<KestrelInstallations><KestrelInstallation TargetUrl=\"https://kestrel.test/TolvaneServices/desktop\">"
-           "<Devices LastModified=\"m1\"><Device><Hash>ABCDEFGHIJ</Hash><LocalName></LocalName>"
+           "<Devices LastModified=\"m1\"><Device><Hash>ABCDEFGHIJ</Hash><LocalName> \t </LocalName>"
            "<KeyReferences><KeyReference><Certificate>" + certificateBase64(0) + "</Certificate>"
            "<KeyName>k1</KeyName>" + deviceKeyId + "</KeyReference></KeyReferences></Device></Devices>"
            "<InstallationCode>IC</InstallationCode><Hierarchies LastModified=\"h1\"/>"
@@ -131,6 +132,7 @@ TEST_F(IdentityDocument, HandWrittenDocumentReadsWithDefaultsAndGainsItsMissingP
     EXPECT_EQ(kestrel.devices.devices.at(0)->fantasyName, L"ABCDEFGH");
     EXPECT_EQ(kestrel.devices.devices.at(0)->localName, L"kestrel no ABCDEFGH");
     EXPECT_TRUE(read->desktopInfo.installationName.empty());
+    EXPECT_EQ(read->desktopInfo.userName, L"ana\nlima\nx");
 
     read->save();
     const std::string text = readFile(identityFile());

@@ -147,6 +147,9 @@ TEST_F(Switches, MigrationOfTheOldLayoutRunsOnce)
     fs::create_directories(fs::path(legacyConfigFilePath()).parent_path());
     writeFile(legacyConfigFilePath(), "# antigo\nbrantis.base.name = /Legacy\nold.only = 1\n");
     const std::string configBefore = readFile(configFilePath());
+    // The installer's configuration is read by every user of the computer.
+    fs::permissions(configFilePath(), fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read
+                                          | fs::perms::others_read);
 
     const auto first = orvane("/m");
     ASSERT_EQ(first.exitCode, 0) << first.err;
@@ -173,6 +176,8 @@ TEST_F(Switches, MigrationOfTheOldLayoutRunsOnce)
     EXPECT_EQ(fs::status(proxyFilePath()).permissions() & fs::perms::all,
               fs::perms::owner_read | fs::perms::owner_write);
     EXPECT_EQ(readFile(configFilePath()), configBefore + "brantis.base.name = /Legacy\nold.only = 1\n");
+    EXPECT_EQ(fs::status(configFilePath()).permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read | fs::perms::others_read);
 
     // Again: the new identity exists now, so nothing happens.
     const auto second = orvane("/m");

@@ -318,3 +318,23 @@ TEST_F(Authorization, CancelTakesThePhoneOffTheListAndClearsTheMark)
     EXPECT_EQ(kestrel.devices.devices.size(), 1u);
     EXPECT_EQ(kestrel.devices.lastModified, L"x");
 }
+
+// A 200 whose content is plain text reads as a JSON string: every call that
+// reads members of it fails with the library's error instead of taking the
+// text for "no devices", "not approved" or "not done".
+TEST_F(Authorization, TextReplyFailsEveryMemberAccess)
+{
+    DeviceAuthorizationsResult asked = requestAuthorizations(installation(), kAna, {found.devices[0]}, "M");
+    ASSERT_EQ(asked.authorizations.size(), 1u);
+    Json::Value text(Json::objectValue);
+    text["contentData"] = "servico em manutencao";
+    for (const auto& [path, call] : std::vector<std::pair<const char*, std::function<void()>>>{
+             {"/requestAuthorization/", [&] { searchDevices(installation(), kAna); }},
+             {"/requestAuthorization/", [&] { requestAuthorizations(installation(), kAna, found.devices, "A"); }},
+             {"/isAuthorized/", [&] { isAuthorized(installation(), asked.authorizations[0]); }},
+             {"/maintenanceDevices/", [&] { maintainDevices(installation(), kAna, "c", {found.devices[1]}); }}}) {
+        sandbox().addFault(fault(path, 200, text));
+        EXPECT_THROW(call(), Json::LogicError) << path;
+        sandbox().clearFaults();
+    }
+}

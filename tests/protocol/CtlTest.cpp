@@ -7,6 +7,7 @@
 #include "app/ctl/SignCommand.h"
 #include "config/ApplicationPaths.h"
 #include "config/TextCodec.h"
+#include "model/kestrel/KestrelAuthorization.h"
 #include "signer/Encoding.h"
 #include "tests/mock/ChildProcess.h"
 #include "tests/mock/TempDir.h"
@@ -14,6 +15,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
+#include <tuple>
 
 using namespace orvane::model;
 using orvane::test::FakeClock;
@@ -191,4 +193,55 @@ TEST_F(Ctl, AuthorizeShowsEachAnswerAndPhoneSignsOnTheFakeClock)
     const valmora::signer::Bytes signature = valmora::signer::base64Decode(std::string(text));
     orvane::test::writeFile(dir.file("sig"), std::string(signature.begin(), signature.end()));
     EXPECT_TRUE(opensslVerifies(key->certificate->toPem(), dir.file("abc"), dir.file("sig")));
+}
+
+// A phone approves a maintenance request, then the others go; the waits run
+// on the fake clock in-process, the approved path also as a real process.
+TEST_F(Ctl, RemoveAsksTheApprovingPhoneFirstThenRemovesTheOthers)
+{
+    std::unique_ptr<Orvane> identity = enrol();
+    const std::string via = sandbox().deviceCodesOf("ana")[0];
+    const std::string spare = addPhone("ana", "Celular antigo de Ana")["deviceCode"].asString();
+    const std::vector<std::string> command = {"CPF", "39053344705", "--via", via, spare};
+    const auto ctlRemove = [](std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"devices", "remove"});
+        return ctl(arguments);
+    };
+    EXPECT_EQ(ctlRemove({"CPF", "39053344705", "--via", via}).exitCode, 2);         // nothing to remove
+    EXPECT_EQ(ctlRemove({"CPF", "39053344705", "--via", via, via}).exitCode, 2);    // the approver stays
+    EXPECT_EQ(ctlRemove({"CPF", "39053344705", "--via", via, "00"}).exitCode, 1);   // not Ana's
+    EXPECT_EQ(callCount("/maintenanceDevices/"), 0);
+
+    Json::Value refusal(Json::objectValue);
+    refusal["contentData"] = R"({"status": "false", "message": "manutencao recusada"})";
+    // No answer in a minute; refused or unreachable at the removal.
+    for (const auto& [approve, removalFault, exitStatus] :
+         std::vector<std::tuple<bool, Json::Value, int>>{{false, Json::Value(), 3},
+                                                         {true, fault("/maintenanceDevices/", 200, refusal), 3},
+                                                         {true, orvane::test::drop("/maintenanceDevices/"), 4}}) {
+        if (!removalFault.isNull())
+            sandbox().addFault(removalFault);
+        FakeClock clock;
+        clock.onSleep = [&, approve = approve](std::size_t) {
+            for (const Json::Value& request : pending("M", via))
+                if (approve)
+                    sandbox().approve(request["id"].asString());
+        };
+        std::ostringstream out, err;
+        EXPECT_EQ(orvane::ctl::devicesRemove(command, out, err, clock), exitStatus) << err.str();
+        EXPECT_EQ(out.str(), approve ? "asked: Galaxy S23 de Ana\napproved: Galaxy S23 de Ana\n"
+                                     : "asked: Galaxy S23 de Ana\nno answer in time: Galaxy S23 de Ana\n");
+        sandbox().clearFaults();
+    }
+
+    Json::Value rule(Json::objectValue);
+    rule["afterPolls"] = 1;
+    sandbox().post("/auto-approve", rule);
+    const ProcessResult removed = ctlRemove(command);
+    EXPECT_EQ(removed.exitCode, 0) << removed.err;
+    EXPECT_EQ(removed.out, "asked: Galaxy S23 de Ana\napproved: Galaxy S23 de Ana\nremoved: Celular antigo de Ana\n");
+    if (searchDevices(identity->kestrelInstallation(), {L"39053344705", L"CPF"}).devices.size() != 2u) {
+        ADD_FAILURE() << "the spare phone is still there";
+        sandbox().remove("/devices/" + spare);
+    }
 }

@@ -29,7 +29,17 @@ TEST(PolicyTable, IsSortedWithoutDuplicatesAndHoldsTheFixedRows)
         }
         const std::wstring oid = policyTable[i].oid;
         EXPECT_TRUE(oid.rfind(L"2.16.76.1.1", 0) == 0 || oid.rfind(L"2.16.76.1.2", 0) == 0) << i;
+        // People read these: no compiler's notes, no sources.
+        const std::wstring description = policyTable[i].description;
+        for (const wchar_t* note : {L"[derivado]", L"declarada no certificado", L"\u2014", L"http", L"registro de"})
+            EXPECT_EQ(std::wstring::npos, description.find(note)) << i;
     }
+    // Rows derived from authority certificates read like the register's.
+    EXPECT_EQ(L"DPC da AC VALID", policyDescription("2.16.76.1.1.43"));
+    EXPECT_EQ(L"PC A1 da AC Instituto Fenacon", policyDescription("2.16.76.1.2.1.33"));
+    EXPECT_EQ(L"PC de Carimbo de Tempo T3 da AC Certisign Tempo", policyDescription("2.16.76.1.2.303.6"));
+    EXPECT_EQ(L"PC da Autoridade Certificadora ZAPSIGN", policyDescription("2.16.76.1.2.201.11"));
+    EXPECT_EQ(L"PC de Carimbo de Tempo T3", policyDescription("2.16.76.1.2.303.2"));
     EXPECT_EQ(std::wstring(L"2.16.76.1.1"), policyTable[0].oid);
     EXPECT_EQ(std::wstring(L"DPC"), policyTable[0].description);
     EXPECT_EQ(std::wstring(L"2.16.76.1.1.0"), policyTable[1].oid);

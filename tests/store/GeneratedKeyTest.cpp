@@ -116,6 +116,23 @@ TEST_F(GeneratedKeyTest, AnEndEntityForAnotherKeyIsNoMatchForThePendingKey)
     EXPECT_FALSE(folders->find("MY", stranger.fingerprint()));
 }
 
+// Only a failure of the store becomes an addition failure: here the import
+// cannot find again what it wrote, and that failure comes out as it is.
+TEST_F(GeneratedKeyTest, OtherFailuresOfTheFamilyPassAdditionUnwrapped)
+{
+    auto blind = std::make_shared<orvane::test::store::CountingStore>(folders);
+    SystemRepository repository(token.keyStore(), blind);
+    const std::string pem = repository.createDefaultRequest(TempKeyStore::newKeyName(), 2048).toPem();
+    const Certificate issued = issue(pem);
+    blind->blind = true;
+    try {
+        repository.addCertificate(issued);
+        ADD_FAILURE();
+    } catch (const CertificateNotFoundException& error) {
+        EXPECT_EQ("Certificate not found: Fingerprint: " + issued.fingerprint(), std::string(error.what()));
+    }
+}
+
 TEST_F(GeneratedKeyTest, ImportOfPkcs12WithALinkPutsTheKeyUnderThatNameAndNamesTheEntry)
 {
     openssl({"req", "-newkey", "rsa:2048", "-nodes", "-keyout", files.file("own.key"), "-out", files.file("own.csr"),
@@ -136,7 +153,8 @@ TEST_F(GeneratedKeyTest, ImportOfPkcs12WithALinkPutsTheKeyUnderThatNameAndNamesT
     const Certificate authority = Certificate::fromText(readFile(files.file("ca.pem")));
     const std::optional<StoreEntry> authorityEntry = folders->find("MY", authority.fingerprint());
     ASSERT_TRUE(authorityEntry) << "every certificate of the archive goes to MY";
-    EXPECT_FALSE(authorityEntry->provider);
+    ASSERT_TRUE(authorityEntry->provider) << "and each is linked";
+    EXPECT_EQ(L"Orvane.imported", authorityEntry->provider->containerName);
 
     const Bytes data = {1, 2, 3};
     EXPECT_TRUE(verifiesWithCertificate(issued, data, repository.signWithCertificate(data, issued, "SHA256")));

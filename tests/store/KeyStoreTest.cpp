@@ -60,12 +60,12 @@ protected:
 
 } // namespace
 
-TEST_F(NamedKeyTest, CreatedKeyIsRsa2048WithExponent65537AndReadsBackTheSame)
+TEST_F(NamedKeyTest, CreatedKeyHasTheAskedSizeWithExponent65537AndReadsBackTheSame)
 {
     SystemRepository repository = token.repository();
     const std::wstring name = TempKeyStore::newKeyName();
-    const PublicKey created = repository.createNamedKey(name, 1024);  // the size asked for does not count
-    EXPECT_EQ(256u, created.modulus.size());
+    const PublicKey created = repository.createNamedKey(name, 1024);
+    EXPECT_EQ(128u, created.modulus.size());
     EXPECT_EQ((Bytes{0x01, 0x00, 0x01}), created.exponent);
     EXPECT_EQ(created, repository.publicKeyOfNamedKey(name));
     EXPECT_TRUE(repository.hasNamedKey(name));
@@ -185,6 +185,15 @@ TEST_F(NamedKeyTest, UnknownNamesAndTakenNamesFailClearly)
         EXPECT_EQ("Error at signing: No key named \"" + narrow(missing) + "\" in the key store (NCryptDecrypt)",
                   std::string(error.what()));
     }
+    // A key reached through a certificate fails under the signing call of
+    // that way, unwrapped.
+    try {
+        repository.sign({1, 2, 3}, std::make_shared<KeyStorePrivateKey>(narrow(missing), true), "SHA256");
+        ADD_FAILURE() << "no failure";
+    } catch (const CapiException& error) {
+        EXPECT_EQ("No key named \"" + narrow(missing) + "\" in the key store (CryptSignHashW)",
+                  std::string(error.what()));
+    }
     const std::wstring taken = token.createNamedKey();
     try {
         repository.createNamedKey(taken, 2048);
@@ -207,7 +216,7 @@ TEST(DefaultKeyStoreTest, FirstUseMakesAPrivateTokenThatTheNextStoreFindsAgain)
     {
         const auto store = Pkcs11KeyStore::forCurrentUser();
         name = TempKeyStore::newKeyName();
-        created = store->createKey(narrow(name), false);
+        created = store->createKey(narrow(name), false, 2048);
         settings = store->settings();
     }
     EXPECT_EQ(environment.userDataFolder() + "/Orvane/keystore", settings.softHsmFolder);
@@ -255,7 +264,7 @@ TEST(DefaultKeyStoreTest, ConfigurationNamesAnotherModuleTokenAndPinFile)
 
     ::setenv("SOFTHSM2_CONF", dir.file("softhsm2.conf").c_str(), 1);
     Pkcs11KeyStore store(settings);
-    const PublicKey key = store.createKey("Orvane.hardware", false);
+    const PublicKey key = store.createKey("Orvane.hardware", false, 2048);
     const Bytes signature = store.signPkcs1("Orvane.hardware", {1, 2, 3});
     EXPECT_EQ(256u, signature.size());
     EXPECT_EQ(key, store.publicKey("Orvane.hardware"));

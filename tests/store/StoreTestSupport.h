@@ -4,17 +4,25 @@
 // the openssl tool, and small certificate chains.
 
 #include "signer/Certificate.h"
+#include "signer/CertificateStore.h"
 #include "signer/Encoding.h"
 #include "signer/pkcs11/Pkcs11Settings.h"
 
 #include <p11-kit/pkcs11.h>
 
+#include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 
 namespace orvane::test::store {
 
 using valmora::signer::Bytes;
 using valmora::signer::Certificate;
+using valmora::signer::CertificateStore;
+using valmora::signer::EntryChange;
+using valmora::signer::EntryVisitor;
+using valmora::signer::StoreEntry;
 
 // Reads one attribute of the object of class `objectClass` labelled `label`
 // on the token of `settings`, through PKCS#11 alone, logged in as the user.
@@ -35,6 +43,39 @@ struct SmallChain {
     Certificate leaf;
 };
 SmallChain makeChain(const std::string& tag, bool expiredLeaf = false);
+
+// A store in front of another that counts the lookups reaching it; with
+// `blind` set its lookups find nothing, though every other call goes through.
+class CountingStore : public CertificateStore {
+public:
+    explicit CountingStore(std::shared_ptr<CertificateStore> inner) : inner_(std::move(inner)) {}
+    void forEachEntry(const std::string& store, const EntryVisitor& visitor) override
+    {
+        inner_->forEachEntry(store, visitor);
+    }
+    std::optional<StoreEntry> find(const std::string& store, const std::string& fingerprint) override
+    {
+        ++finds;
+        if (blind)
+            return std::nullopt;
+        return inner_->find(store, fingerprint);
+    }
+    bool add(const std::string& store, const StoreEntry& entry) override { return inner_->add(store, entry); }
+    void put(const std::string& store, const StoreEntry& entry) override { inner_->put(store, entry); }
+    bool update(const std::string& store, const std::string& fingerprint, const EntryChange& change) override
+    {
+        return inner_->update(store, fingerprint, change);
+    }
+    bool remove(const std::string& store, const std::string& fingerprint) override
+    {
+        return inner_->remove(store, fingerprint);
+    }
+    int finds = 0;
+    bool blind = false;
+
+private:
+    std::shared_ptr<CertificateStore> inner_;
+};
 
 // An end-entity certificate with this common name from an issuer that no
 // store holds.

@@ -3,47 +3,22 @@
 #include "signer/Exceptions.h"
 #include "signer/SystemRepository.h"
 #include "signer/directory/DirectoryCertificateStore.h"
+#include "tests/mock/TempDir.h"
 #include "tests/mock/TempKeyStore.h"
 #include "tests/store/StoreTestSupport.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 using namespace valmora::signer;
 using orvane::test::TempKeyStore;
+using orvane::test::store::CountingStore;
 using orvane::test::store::makeChain;
 using orvane::test::store::makeEndEntity;
 using orvane::test::store::SmallChain;
 
 namespace {
-
-// Counts the lookups that reach the stores.
-class CountingStore : public CertificateStore {
-public:
-    explicit CountingStore(std::shared_ptr<CertificateStore> inner) : inner_(std::move(inner)) {}
-    void forEachEntry(const std::string& store, const EntryVisitor& visitor) override
-    {
-        inner_->forEachEntry(store, visitor);
-    }
-    std::optional<StoreEntry> find(const std::string& store, const std::string& fingerprint) override
-    {
-        ++finds;
-        return inner_->find(store, fingerprint);
-    }
-    bool add(const std::string& store, const StoreEntry& entry) override { return inner_->add(store, entry); }
-    void put(const std::string& store, const StoreEntry& entry) override { inner_->put(store, entry); }
-    bool update(const std::string& store, const std::string& fingerprint, const EntryChange& change) override
-    {
-        return inner_->update(store, fingerprint, change);
-    }
-    bool remove(const std::string& store, const std::string& fingerprint) override
-    {
-        return inner_->remove(store, fingerprint);
-    }
-    int finds = 0;
-
-private:
-    std::shared_ptr<CertificateStore> inner_;
-};
 
 StoreEntry bare(const Certificate& certificate) { return StoreEntry{certificate, std::nullopt, std::nullopt}; }
 
@@ -225,6 +200,27 @@ TEST_F(SystemRepositoryTest, EntryWithoutLinkIsPassedOverByTheProviderWalk)
     std::vector<Certificate> linked;
     repository.certificatesOfProvider(orvaneProviderName, [&](const Certificate& c) { linked.push_back(c); });
     EXPECT_EQ(std::vector<Certificate>{ours}, linked);
+}
+
+// A text that is no fingerprint finds nothing, in the family's terms; a "MY"
+// that cannot be opened says so under the opening call.
+TEST_F(SystemRepositoryTest, MalformedFingerprintIsNotFoundAndAnUnopenableStoreNamesTheOpening)
+{
+    try {
+        repository.findByFingerprint("zz 11");
+        ADD_FAILURE();
+    } catch (const CertificateNotFoundException& error) {
+        EXPECT_STREQ("Certificate not found: Fingerprint: zz 11", error.what());
+    }
+
+    std::filesystem::create_directories(token.certificateStoreFolder());
+    orvane::test::writeFile(token.certificateStoreFolder() + "/MY", "not a folder");
+    try {
+        repository.certificatesOfProvider(orvaneProviderName, [](const Certificate&) {});
+        ADD_FAILURE();
+    } catch (const CertificateSearchingException& error) {
+        EXPECT_NE(std::string::npos, std::string(error.what()).find(" (CertOpenSystemStore)")) << error.what();
+    }
 }
 
 TEST_F(SystemRepositoryTest, CloneSharesTheSearchState)
