@@ -101,9 +101,10 @@ CK_RV Module::initialize(CK_VOID_PTR arguments)
         // Only the system's own locking is used.
         if (callbacks == 4 && !(given->flags & CKF_OS_LOCKING_OK))
             return CKR_CANT_LOCK;
-        // Each service call runs on a short-lived thread of its own.
-        if (given->flags & CKF_LIBRARY_CANT_CREATE_OS_THREADS)
-            return CKR_NEED_TO_CREATE_THREADS;
+        // CKF_LIBRARY_CANT_CREATE_OS_THREADS (GnuTLS asks for it) is
+        // honoured as far as it matters: the one thread that a service call
+        // starts is joined before the call returns, so no thread of the
+        // module outlives a call or calls back into the program.
     }
     if (current())
         return CKR_CRYPTOKI_ALREADY_INITIALIZED;
