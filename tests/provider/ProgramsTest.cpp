@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -137,6 +138,69 @@ TEST_F(ProgramsTest, P11ToolListsTheCertificatesThroughTheP11KitRegistration)
     ASSERT_EQ(removed.exitCode, 0) << removed.err;
     EXPECT_EQ(run({kOrvanectl, "provider", "status"}).out, "p11-kit\tnot registered\nnss\tnot registered\n");
     EXPECT_EQ(run(asUser({"/usr/bin/p11tool", "--list-all-certs", "pkcs11:manufacturer=Orvane"})).out.find("manufacturer=Orvane"), std::string::npos);
+}
+
+// A one-page PDF with nothing on the page.
+std::string emptyPdf()
+{
+    const std::vector<std::string> objects = {"<< /Type /Catalog /Pages 2 0 R >>",
+                                              "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
+                                              "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 595 842] >>"};
+    std::string pdf = "%PDF-1.7\n";
+    std::string xref = "xref\n0 4\n0000000000 65535 f \n";
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        char line[32];
+        std::snprintf(line, sizeof line, "%010zu 00000 n \n", pdf.size());
+        xref += line;
+        pdf += std::to_string(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
+    }
+    const std::size_t start = pdf.size();
+    return pdf + xref + "trailer\n<< /Size 4 /Root 1 0 R >>\nstartxref\n" + std::to_string(start) + "\n%%EOF\n";
+}
+
+TEST_F(ProgramsTest, PdfsigSignsWithAPhoneKeyFromTheUsersNssDatabase)
+{
+    ASSERT_EQ(run({kOrvanectl, "provider", "install", "--module", modulePath()}).exitCode, 0);
+    const std::string database = "sql:" + std::string(std::getenv("HOME")) + "/.pki/nssdb";
+    // NSS logs in to every token that asks for it before it lists the
+    // certificates, so the cloud account's PIN text goes as the password.
+    const std::string password = cloudKey().pin;
+    const ProcessResult nicks = run({"pdfsig", "-nssdir", database, "-nss-pwd", password, "-list-nicks"});
+    ASSERT_EQ(nicks.exitCode, 0) << nicks.out << nicks.err;
+    // NSS names a token's certificate "token label:certificate label".
+    const std::size_t at = nicks.out.find("kestrel no ");
+    ASSERT_NE(at, std::string::npos) << nicks.out;
+    const std::string nick = nicks.out.substr(at, nicks.out.find('\n', at) - at);
+
+    approvePhones();
+    writeFile(file("contrato.pdf"), emptyPdf());
+    const ProcessResult signing = run({"pdfsig", "-nssdir", database, "-nss-pwd", password, "-add-signature", "-nick", nick,
+                                       "-reason", "Aprovado", file("contrato.pdf"), file("contrato-assinado.pdf")});
+    ASSERT_EQ(signing.exitCode, 0) << signing.out << signing.err;
+    const ProcessResult checked =
+        run({"pdfsig", "-nssdir", database, "-nss-pwd", password, file("contrato-assinado.pdf")});
+    EXPECT_NE(checked.out.find("Signature Validation: Signature is Valid."), std::string::npos) << checked.out;
+    EXPECT_NE(checked.out.find("Signer Certificate Common Name: ANA BEATRIZ SOUZA LIMA"), std::string::npos)
+        << checked.out;
+}
+
+TEST_F(ProgramsTest, OpensslSignsThroughTheEngineWithAPkcs11Uri)
+{
+    writeFile(file("engine.cnf"), "openssl_conf = init\n[init]\nengines = engines\n[engines]\npkcs11 = pkcs11\n"
+                                  "[pkcs11]\nengine_id = pkcs11\nMODULE_PATH = " + modulePath() + "\n");
+    std::string uri = "pkcs11:model=Kestrel%20phone;type=private;id=";
+    for (std::size_t i = 0; i < phoneKey().id.size(); i += 2)
+        uri += "%" + phoneKey().id.substr(i, 2);
+    writeFile(file("recibo.txt"), "Recebi a quantia de R$ 1.500,00\n");
+
+    approvePhones();
+    const ProcessResult signing = run({"openssl", "dgst", "-engine", "pkcs11", "-keyform", "engine", "-sign", uri,
+                                       "-sha256", "-out", file("recibo.sig"), file("recibo.txt")},
+                                      {{"OPENSSL_CONF", file("engine.cnf")}});
+    ASSERT_EQ(signing.exitCode, 0) << signing.out << signing.err;
+    const ProcessResult verified = run({"openssl", "dgst", "-sha256", "-verify", publicKeyFile(phoneKey(), "recibo"),
+                                        "-signature", file("recibo.sig"), file("recibo.txt")});
+    EXPECT_NE(verified.out.find("Verified OK"), std::string::npos) << verified.out << verified.err;
 }
 
 } // namespace

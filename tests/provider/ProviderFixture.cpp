@@ -82,7 +82,7 @@ void ProviderTest::refusePhones()
     });
 }
 
-ProcessResult ProviderTest::run(std::vector<std::string> argv, const std::string& input)
+ProcessResult ProviderTest::run(std::vector<std::string> argv, const std::map<std::string, std::string>& environment)
 {
     // Programs are named as a user types them, found on PATH.
     if (argv[0].find('/') == std::string::npos)
@@ -91,7 +91,7 @@ ProcessResult ProviderTest::run(std::vector<std::string> argv, const std::string
                 argv[0] = folder + argv[0];
                 break;
             }
-    ProcessResult result = runProcess(argv, input, {}, 120);
+    ProcessResult result = runProcess(argv, {}, environment, 120);
     EXPECT_NE(result.exitCode, 127) << argv[0] << " is not installed (scripts/install-deps)";
     return result;
 }

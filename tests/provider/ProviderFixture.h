@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <map>
 #include <memory>
 #include <thread>
 #include <string>
@@ -39,7 +40,7 @@ public:
 
     // Runs a program in the suite's folder; fails the case when it cannot
     // start.
-    static ProcessResult run(std::vector<std::string> argv, const std::string& input = {});
+    static ProcessResult run(std::vector<std::string> argv, const std::map<std::string, std::string>& environment = {});
     // A file of the suite's folder.
     static std::string file(const std::string& name);
 
