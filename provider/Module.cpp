@@ -6,7 +6,6 @@
 #include "provider/signing/LoginText.h"
 #include "provider/signing/RemoteSigner.h"
 #include "signer/ProviderLink.h"
-#include "signer/directory/DirectoryCertificateStore.h"
 
 #include <openssl/evp.h>
 #include <unistd.h>
@@ -467,46 +466,46 @@ CK_RV Module::getAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE obje
     return rv;
 }
 
-void Module::refreshObjects(State& state, const TokenList& tokens)
+void Module::refreshObjects(State& state, const std::shared_ptr<const TokenList>& tokens)
 {
-    struct Owner {
-        const KeyGroupToken* token;
-        const RemoteKey* key;
-    };
-    std::multimap<std::wstring, Owner> owners;
-    for (const KeyGroupToken& token : tokens.tokens)
-        for (const RemoteKey& key : token.keys)
-            owners.emplace(key.keyName, Owner{&token, &key});
-
-    std::vector<std::pair<std::string, std::shared_ptr<const CertificateObjects>>> made;
-    try {
-        valmora::signer::DirectoryCertificateStore::forCurrentUser()->forEachEntry(
-            "MY", [&](const valmora::signer::StoreEntry& entry) {
-                if (!entry.provider || entry.provider->providerName != valmora::signer::orvaneProviderName)
-                    return valmora::signer::Then::Continue;
-                // The key of the identity under the entry's container name,
-                // the one of the same certificate first.
-                const auto [first, last] = owners.equal_range(entry.provider->containerName);
-                const Owner* owner = nullptr;
-                for (auto it = first; it != last; ++it)
-                    if (!owner || it->second.key->fingerprint == entry.certificate.fingerprint())
-                        owner = &it->second;
-                if (!owner)
-                    return valmora::signer::Then::Continue;
-                try {
-                    made.emplace_back(entry.certificate.fingerprint(),
-                                      std::make_shared<const CertificateObjects>(
-                                          entry.certificate, owner->token->slotId, owner->key->keyName,
-                                          Bytes(owner->key->keyId.begin(), owner->key->keyId.end()),
-                                          labelOf(entry, *owner->key), !owner->token->phone));
-                } catch (const std::exception&) {
-                    // A certificate of another key type cannot be signed with here.
-                }
-                return valmora::signer::Then::Continue;
-            });
-    } catch (const std::exception&) {
-        // A store that cannot be read shows no objects.
+    const std::lock_guard<std::mutex> lock(objectsMutex_);
+    // Objects are made again only for what changed: an entry's file or the
+    // identity.
+    if (objectsTokens_ != tokens) {
+        objectsByEntry_.clear();
+        objectsTokens_ = tokens;
     }
+    std::map<const EntryCache::Decoded*, std::shared_ptr<const CertificateObjects>> kept;
+    std::vector<std::pair<std::string, std::shared_ptr<const CertificateObjects>>> made;
+    entries_.forEachLinked([&](const std::shared_ptr<const EntryCache::Decoded>& decoded) {
+        std::shared_ptr<const CertificateObjects> objects;
+        const auto earlier = objectsByEntry_.find(decoded.get());
+        if (earlier != objectsByEntry_.end()) {
+            objects = earlier->second;
+        } else {
+            const valmora::signer::StoreEntry& entry = decoded->entry;
+            // The key of the identity under the entry's container name, the
+            // one of the same certificate first.
+            const auto [first, last] = tokens->keysByName.equal_range(entry.provider->containerName);
+            const KeyGroupToken* token = nullptr;
+            const RemoteKey* key = nullptr;
+            for (auto it = first; it != last; ++it) {
+                const RemoteKey& candidate = tokens->tokens[it->second.first].keys[it->second.second];
+                if (!key || candidate.fingerprint == entry.certificate.fingerprint()) {
+                    token = &tokens->tokens[it->second.first];
+                    key = &candidate;
+                }
+            }
+            if (!key || decoded->modulus.empty())
+                return;
+            objects = std::make_shared<const CertificateObjects>(decoded, token->slotId, key->keyName,
+                                                                 Bytes(key->keyId.begin(), key->keyId.end()),
+                                                                 labelOf(entry, *key), !token->phone);
+        }
+        kept[decoded.get()] = objects;
+        made.emplace_back(decoded->entry.certificate.fingerprint(), std::move(objects));
+    });
+    objectsByEntry_ = std::move(kept);
     state.objects.clear();
     for (auto& [fingerprint, objects] : made) {
         auto base = state.bases.find(fingerprint);
@@ -533,7 +532,7 @@ CK_RV Module::findObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE_PTR patter
     // Each search reads the identity and "MY" again, so that what the agent
     // published meanwhile is found.
     state->tokens = directory_.current();
-    refreshObjects(*state, *state->tokens);
+    refreshObjects(*state, state->tokens);
     const bool loggedIn = state->logins.count(current.slotId) != 0;
     current.found.clear();
     current.position = 0;

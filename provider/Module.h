@@ -1,6 +1,7 @@
 #pragma once
 
 #include "provider/objects/CertificateObjects.h"
+#include "provider/objects/EntryCache.h"
 #include "provider/session/Session.h"
 #include "provider/signing/DigestInfo.h"
 #include "provider/tokens/TokenDirectory.h"
@@ -83,7 +84,7 @@ private:
     // or when `slotId` is not among them). Call with the lock held.
     std::shared_ptr<const TokenList> tokensFor(State& state, CK_SLOT_ID slotId);
     // Reads "MY" and makes the objects of every token anew.
-    void refreshObjects(State& state, const TokenList& tokens);
+    void refreshObjects(State& state, const std::shared_ptr<const TokenList>& tokens);
     // Signs the DigestInfo through the key's service.
     CK_RV signDigest(const std::shared_ptr<State>& state, const Session& session, const SignOperation& operation,
                      const DigestInfo& digest, valmora::signer::Bytes& signature);
@@ -94,6 +95,14 @@ private:
     // Survives C_Finalize, so that a program that initialises again does
     // not parse an unchanged identity again.
     TokenDirectory directory_;
+    // Survives C_Finalize too: entries whose files did not change are not
+    // decoded again.
+    EntryCache entries_;
+    // The objects made at the last search, by the entry they came from, for
+    // the token list they were made with.
+    std::mutex objectsMutex_;
+    std::shared_ptr<const TokenList> objectsTokens_;
+    std::map<const EntryCache::Decoded*, std::shared_ptr<const CertificateObjects>> objectsByEntry_;
     std::shared_ptr<State> state_;
 };
 

@@ -1,7 +1,6 @@
 #include "provider/objects/CertificateObjects.h"
 
 #include <openssl/asn1.h>
-#include <openssl/evp.h>
 #include <openssl/x509.h>
 
 #include <cstring>
@@ -78,21 +77,18 @@ Bytes textBytes(const std::string& text)
 
 } // namespace
 
-CertificateObjects::CertificateObjects(valmora::signer::Certificate certificate, CK_SLOT_ID slotId,
+CertificateObjects::CertificateObjects(std::shared_ptr<const EntryCache::Decoded> source, CK_SLOT_ID slotId,
                                        std::wstring keyName, Bytes keyId, std::string label,
                                        bool privateKeyNeedsLogin)
-    : certificate_(std::move(certificate))
+    : source_(std::move(source))
     , slotId_(slotId)
     , keyName_(std::move(keyName))
     , keyId_(std::move(keyId))
     , label_(std::move(label))
     , privateKeyNeedsLogin_(privateKeyNeedsLogin)
 {
-    if (certificate_.isNull() || EVP_PKEY_get_base_id(X509_get0_pubkey(certificate_.handle())) != EVP_PKEY_RSA)
+    if (!source_ || source_->modulus.empty())
         throw std::invalid_argument("not an RSA certificate");
-    const valmora::signer::PublicKey key = certificate_.publicKey();
-    modulus_ = key.modulus;
-    exponent_ = key.exponent;
 }
 
 std::optional<CertificateObjects::Kind> CertificateObjects::kindOf(CK_OBJECT_HANDLE handle)
@@ -134,7 +130,7 @@ CertificateObjects::Value CertificateObjects::attribute(Kind kind, CK_ATTRIBUTE_
     case CKA_ID:
         return present(keyId_);
     case CKA_SUBJECT:
-        return present(subjectDer(certificate_));
+        return present(subjectDer(certificate()));
     default:
         break;
     }
@@ -147,11 +143,11 @@ CertificateObjects::Value CertificateObjects::attribute(Kind kind, CK_ATTRIBUTE_
         case CKA_TRUSTED:
             return flag(false);
         case CKA_VALUE:
-            return present(certificate_.toDer());
+            return present(certificate().toDer());
         case CKA_ISSUER:
-            return present(issuerDer(certificate_));
+            return present(issuerDer(certificate()));
         case CKA_SERIAL_NUMBER:
-            return present(serialDer(certificate_));
+            return present(serialDer(certificate()));
         default:
             return {};
         }
@@ -161,11 +157,11 @@ CertificateObjects::Value CertificateObjects::attribute(Kind kind, CK_ATTRIBUTE_
     case CKA_KEY_TYPE:
         return number(CKK_RSA);
     case CKA_MODULUS:
-        return present(modulus_);
+        return present(source_->modulus);
     case CKA_MODULUS_BITS:
-        return number(static_cast<CK_ULONG>(modulus_.size() * 8));
+        return number(static_cast<CK_ULONG>(source_->modulus.size() * 8));
     case CKA_PUBLIC_EXPONENT:
-        return present(exponent_);
+        return present(source_->exponent);
     case CKA_LOCAL:
     case CKA_DERIVE:
         return flag(false);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "provider/objects/EntryCache.h"
 #include "signer/Certificate.h"
 #include "signer/Encoding.h"
 
@@ -25,7 +26,7 @@ public:
     };
 
     // Throws std::invalid_argument for a certificate whose key is not RSA.
-    CertificateObjects(valmora::signer::Certificate certificate, CK_SLOT_ID slotId, std::wstring keyName,
+    CertificateObjects(std::shared_ptr<const EntryCache::Decoded> source, CK_SLOT_ID slotId, std::wstring keyName,
                        valmora::signer::Bytes keyId, std::string label, bool privateKeyNeedsLogin);
 
     static CK_OBJECT_HANDLE handle(CK_ULONG base, Kind kind) { return base * 4 + kind; }
@@ -38,21 +39,19 @@ public:
     // Whether the object is seen by a session that is (or is not) logged in.
     bool visible(Kind kind, bool loggedIn) const;
 
-    const valmora::signer::Certificate& certificate() const { return certificate_; }
+    const valmora::signer::Certificate& certificate() const { return source_->entry.certificate; }
     CK_SLOT_ID slotId() const { return slotId_; }
     const std::wstring& keyName() const { return keyName_; }
     // The length of a signature of this key.
-    std::size_t modulusLength() const { return modulus_.size(); }
+    std::size_t modulusLength() const { return source_->modulus.size(); }
 
 private:
-    valmora::signer::Certificate certificate_;
+    std::shared_ptr<const EntryCache::Decoded> source_;
     CK_SLOT_ID slotId_;
     std::wstring keyName_;
     valmora::signer::Bytes keyId_;
     std::string label_;
     bool privateKeyNeedsLogin_;
-    valmora::signer::Bytes modulus_;
-    valmora::signer::Bytes exponent_;
 };
 
 } // namespace orvane::provider

@@ -127,6 +127,9 @@ std::shared_ptr<const TokenList> TokenDirectory::read()
         return std::make_shared<TokenList>();
     }
     assignSlotIds(list->tokens);
+    for (std::size_t t = 0; t < list->tokens.size(); ++t)
+        for (std::size_t k = 0; k < list->tokens[t].keys.size(); ++k)
+            list->keysByName.emplace(list->tokens[t].keys[k].keyName, std::make_pair(t, k));
     return list;
 }
 

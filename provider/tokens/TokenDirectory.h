@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -17,6 +18,9 @@ struct TokenList {
     // The name of this computer's own key, which signs the service calls.
     std::wstring computerKeyName;
     std::vector<KeyGroupToken> tokens;
+    // Key name to the token and the key that bear it (positions in
+    // `tokens` and its `keys`).
+    std::multimap<std::wstring, std::pair<std::size_t, std::size_t>> keysByName;
 
     const KeyGroupToken* find(CK_SLOT_ID slotId) const;
 };
