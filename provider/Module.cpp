@@ -87,6 +87,32 @@ std::shared_ptr<Module::State> Module::current() const
     return state;
 }
 
+template <typename Body>
+CK_RV Module::inSession(CK_SESSION_HANDLE handle, Body body)
+{
+    const std::shared_ptr<State> state = current();
+    if (!state)
+        return CKR_CRYPTOKI_NOT_INITIALIZED;
+    const std::lock_guard<std::mutex> lock(state->mutex);
+    const auto found = state->sessions.find(handle);
+    if (found == state->sessions.end())
+        return CKR_SESSION_HANDLE_INVALID;
+    return body(*state, found->second);
+}
+
+template <typename Body>
+CK_RV Module::onToken(CK_SLOT_ID slotId, Body body)
+{
+    const std::shared_ptr<State> state = current();
+    if (!state)
+        return CKR_CRYPTOKI_NOT_INITIALIZED;
+    const std::lock_guard<std::mutex> lock(state->mutex);
+    const KeyGroupToken* token = tokensFor(*state, slotId)->find(slotId);
+    if (!token)
+        return CKR_SLOT_ID_INVALID;
+    return body(*state, *token);
+}
+
 CK_RV Module::initialize(CK_VOID_PTR arguments)
 {
     if (arguments) {
@@ -181,105 +207,83 @@ CK_RV Module::getSlotList(CK_BBOOL, CK_SLOT_ID_PTR slots, CK_ULONG_PTR count)
 
 CK_RV Module::getSlotInfo(CK_SLOT_ID slotId, CK_SLOT_INFO_PTR info)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    if (!info)
-        return CKR_ARGUMENTS_BAD;
-    const std::lock_guard<std::mutex> lock(state->mutex);
-    const KeyGroupToken* token = tokensFor(*state, slotId)->find(slotId);
-    if (!token)
-        return CKR_SLOT_ID_INVALID;
-    std::memset(info, 0, sizeof *info);
-    padded(info->slotDescription, sizeof info->slotDescription, token->name);
-    padded(info->manufacturerID, sizeof info->manufacturerID, "Orvane");
-    info->flags = CKF_TOKEN_PRESENT | CKF_REMOVABLE_DEVICE;
-    info->hardwareVersion = {1, 0};
-    info->firmwareVersion = {1, 0};
-    return CKR_OK;
+    return onToken(slotId, [&](State&, const KeyGroupToken& token) {
+        if (!info)
+            return CKR_ARGUMENTS_BAD;
+        std::memset(info, 0, sizeof *info);
+        padded(info->slotDescription, sizeof info->slotDescription, token.name);
+        padded(info->manufacturerID, sizeof info->manufacturerID, "Orvane");
+        info->flags = CKF_TOKEN_PRESENT | CKF_REMOVABLE_DEVICE;
+        info->hardwareVersion = {1, 0};
+        info->firmwareVersion = {1, 0};
+        return CKR_OK;
+    });
 }
 
 CK_RV Module::getTokenInfo(CK_SLOT_ID slotId, CK_TOKEN_INFO_PTR info)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    if (!info)
-        return CKR_ARGUMENTS_BAD;
-    const std::lock_guard<std::mutex> lock(state->mutex);
-    const KeyGroupToken* token = tokensFor(*state, slotId)->find(slotId);
-    if (!token)
-        return CKR_SLOT_ID_INVALID;
-    std::memset(info, 0, sizeof *info);
-    padded(info->label, sizeof info->label, token->name);
-    padded(info->manufacturerID, sizeof info->manufacturerID, "Orvane");
-    padded(info->model, sizeof info->model, token->phone ? "Kestrel phone" : "Harrier cloud");
-    char serial[17];
-    std::snprintf(serial, sizeof serial, "%016lx", static_cast<unsigned long>(slotId));
-    padded(info->serialNumber, sizeof info->serialNumber, serial);
-    info->flags = CKF_TOKEN_INITIALIZED | CKF_WRITE_PROTECTED
-        | (token->phone ? CKF_PROTECTED_AUTHENTICATION_PATH : CKF_LOGIN_REQUIRED | CKF_USER_PIN_INITIALIZED);
-    CK_ULONG sessions = 0;
-    for (const auto& [handle, session] : state->sessions)
-        if (session.slotId == slotId)
-            ++sessions;
-    info->ulMaxSessionCount = CK_EFFECTIVELY_INFINITE;
-    info->ulSessionCount = sessions;
-    info->ulMaxRwSessionCount = CK_EFFECTIVELY_INFINITE;
-    info->ulRwSessionCount = 0;
-    info->ulMaxPinLen = 256;
-    info->ulMinPinLen = token->phone ? 0 : 1;
-    info->ulTotalPublicMemory = CK_UNAVAILABLE_INFORMATION;
-    info->ulFreePublicMemory = CK_UNAVAILABLE_INFORMATION;
-    info->ulTotalPrivateMemory = CK_UNAVAILABLE_INFORMATION;
-    info->ulFreePrivateMemory = CK_UNAVAILABLE_INFORMATION;
-    info->hardwareVersion = {1, 0};
-    info->firmwareVersion = {1, 0};
-    std::memset(info->utcTime, ' ', sizeof info->utcTime);
-    return CKR_OK;
+    return onToken(slotId, [&](State& state, const KeyGroupToken& token) {
+        if (!info)
+            return CKR_ARGUMENTS_BAD;
+        std::memset(info, 0, sizeof *info);
+        padded(info->label, sizeof info->label, token.name);
+        padded(info->manufacturerID, sizeof info->manufacturerID, "Orvane");
+        padded(info->model, sizeof info->model, token.phone ? "Kestrel phone" : "Harrier cloud");
+        char serial[17];
+        std::snprintf(serial, sizeof serial, "%016lx", static_cast<unsigned long>(slotId));
+        padded(info->serialNumber, sizeof info->serialNumber, serial);
+        info->flags = CKF_TOKEN_INITIALIZED | CKF_WRITE_PROTECTED
+            | (token.phone ? CKF_PROTECTED_AUTHENTICATION_PATH : CKF_LOGIN_REQUIRED | CKF_USER_PIN_INITIALIZED);
+        CK_ULONG sessions = 0;
+        for (const auto& [handle, session] : state.sessions)
+            if (session.slotId == slotId)
+                ++sessions;
+        info->ulMaxSessionCount = CK_EFFECTIVELY_INFINITE;
+        info->ulSessionCount = sessions;
+        info->ulMaxRwSessionCount = CK_EFFECTIVELY_INFINITE;
+        info->ulRwSessionCount = 0;
+        info->ulMaxPinLen = 256;
+        info->ulMinPinLen = token.phone ? 0 : 1;
+        info->ulTotalPublicMemory = CK_UNAVAILABLE_INFORMATION;
+        info->ulFreePublicMemory = CK_UNAVAILABLE_INFORMATION;
+        info->ulTotalPrivateMemory = CK_UNAVAILABLE_INFORMATION;
+        info->ulFreePrivateMemory = CK_UNAVAILABLE_INFORMATION;
+        info->hardwareVersion = {1, 0};
+        info->firmwareVersion = {1, 0};
+        std::memset(info->utcTime, ' ', sizeof info->utcTime);
+        return CKR_OK;
+    });
 }
 
 CK_RV Module::getMechanismList(CK_SLOT_ID slotId, CK_MECHANISM_TYPE_PTR mechanisms, CK_ULONG_PTR count)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    if (!count)
-        return CKR_ARGUMENTS_BAD;
-    {
-        const std::lock_guard<std::mutex> lock(state->mutex);
-        if (!tokensFor(*state, slotId)->find(slotId))
-            return CKR_SLOT_ID_INVALID;
-    }
-    const CK_ULONG available = sizeof kMechanisms / sizeof kMechanisms[0];
-    if (mechanisms && *count < available) {
+    return onToken(slotId, [&](State&, const KeyGroupToken&) {
+        if (!count)
+            return CKR_ARGUMENTS_BAD;
+        const CK_ULONG available = sizeof kMechanisms / sizeof kMechanisms[0];
+        if (mechanisms && *count < available) {
+            *count = available;
+            return CKR_BUFFER_TOO_SMALL;
+        }
+        if (mechanisms)
+            std::copy(std::begin(kMechanisms), std::end(kMechanisms), mechanisms);
         *count = available;
-        return CKR_BUFFER_TOO_SMALL;
-    }
-    if (mechanisms)
-        std::copy(std::begin(kMechanisms), std::end(kMechanisms), mechanisms);
-    *count = available;
-    return CKR_OK;
+        return CKR_OK;
+    });
 }
 
 CK_RV Module::getMechanismInfo(CK_SLOT_ID slotId, CK_MECHANISM_TYPE type, CK_MECHANISM_INFO_PTR info)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    if (!info)
-        return CKR_ARGUMENTS_BAD;
-    {
-        const std::lock_guard<std::mutex> lock(state->mutex);
-        if (!tokensFor(*state, slotId)->find(slotId))
-            return CKR_SLOT_ID_INVALID;
-    }
-    if (!hashNameOf(type))
-        return CKR_MECHANISM_INVALID;
-    info->ulMinKeySize = 1024;
-    info->ulMaxKeySize = 16384;
-    info->flags = CKF_SIGN;
-    return CKR_OK;
+    return onToken(slotId, [&](State&, const KeyGroupToken&) {
+        if (!info)
+            return CKR_ARGUMENTS_BAD;
+        if (!hashNameOf(type))
+            return CKR_MECHANISM_INVALID;
+        info->ulMinKeySize = 1024;
+        info->ulMaxKeySize = 16384;
+        info->flags = CKF_SIGN;
+        return CKR_OK;
+    });
 }
 
 CK_RV Module::openSession(CK_SLOT_ID slotId, CK_FLAGS flags, CK_SESSION_HANDLE_PTR session)
@@ -305,55 +309,41 @@ CK_RV Module::openSession(CK_SLOT_ID slotId, CK_FLAGS flags, CK_SESSION_HANDLE_P
 
 CK_RV Module::closeSession(CK_SESSION_HANDLE session)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    const std::lock_guard<std::mutex> lock(state->mutex);
-    const auto found = state->sessions.find(session);
-    if (found == state->sessions.end())
-        return CKR_SESSION_HANDLE_INVALID;
-    const CK_SLOT_ID slotId = found->second.slotId;
-    state->sessions.erase(found);
-    // The login of a token ends with its last session.
-    if (std::none_of(state->sessions.begin(), state->sessions.end(),
-                     [&](const auto& item) { return item.second.slotId == slotId; }))
-        state->logins.erase(slotId);
-    return CKR_OK;
+    return inSession(session, [&](State& state, Session& closing) {
+        const CK_SLOT_ID slotId = closing.slotId;
+        state.sessions.erase(session);
+        // The login of a token ends with its last session.
+        if (std::none_of(state.sessions.begin(), state.sessions.end(),
+                         [&](const auto& item) { return item.second.slotId == slotId; }))
+            state.logins.erase(slotId);
+        return CKR_OK;
+    });
 }
 
 CK_RV Module::closeAllSessions(CK_SLOT_ID slotId)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    const std::lock_guard<std::mutex> lock(state->mutex);
-    if (!tokensFor(*state, slotId)->find(slotId))
-        return CKR_SLOT_ID_INVALID;
-    for (auto it = state->sessions.begin(); it != state->sessions.end();)
-        it = it->second.slotId == slotId ? state->sessions.erase(it) : std::next(it);
-    state->logins.erase(slotId);
-    return CKR_OK;
+    return onToken(slotId, [&](State& state, const KeyGroupToken&) {
+        for (auto it = state.sessions.begin(); it != state.sessions.end();)
+            it = it->second.slotId == slotId ? state.sessions.erase(it) : std::next(it);
+        state.logins.erase(slotId);
+        return CKR_OK;
+    });
 }
 
 CK_RV Module::getSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO_PTR info)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    if (!info)
-        return CKR_ARGUMENTS_BAD;
-    const std::lock_guard<std::mutex> lock(state->mutex);
-    const auto found = state->sessions.find(session);
-    if (found == state->sessions.end())
-        return CKR_SESSION_HANDLE_INVALID;
-    const bool readWrite = found->second.flags & CKF_RW_SESSION;
-    const bool loggedIn = state->logins.count(found->second.slotId) != 0;
-    info->slotID = found->second.slotId;
-    info->flags = found->second.flags;
-    info->ulDeviceError = 0;
-    info->state = loggedIn ? (readWrite ? CKS_RW_USER_FUNCTIONS : CKS_RO_USER_FUNCTIONS)
-                           : (readWrite ? CKS_RW_PUBLIC_SESSION : CKS_RO_PUBLIC_SESSION);
-    return CKR_OK;
+    return inSession(session, [&](State& state, Session& current) {
+        if (!info)
+            return CKR_ARGUMENTS_BAD;
+        const bool readWrite = current.flags & CKF_RW_SESSION;
+        const bool loggedIn = state.logins.count(current.slotId) != 0;
+        info->slotID = current.slotId;
+        info->flags = current.flags;
+        info->ulDeviceError = 0;
+        info->state = loggedIn ? (readWrite ? CKS_RW_USER_FUNCTIONS : CKS_RO_USER_FUNCTIONS)
+                               : (readWrite ? CKS_RW_PUBLIC_SESSION : CKS_RO_PUBLIC_SESSION);
+        return CKR_OK;
+    });
 }
 
 CK_RV Module::login(CK_SESSION_HANDLE session, CK_USER_TYPE userType, CK_UTF8CHAR_PTR pin, CK_ULONG pinLength)
@@ -414,56 +404,43 @@ CK_RV Module::login(CK_SESSION_HANDLE session, CK_USER_TYPE userType, CK_UTF8CHA
 
 CK_RV Module::logout(CK_SESSION_HANDLE session)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    const std::lock_guard<std::mutex> lock(state->mutex);
-    const auto found = state->sessions.find(session);
-    if (found == state->sessions.end())
-        return CKR_SESSION_HANDLE_INVALID;
-    return state->logins.erase(found->second.slotId) ? CKR_OK : CKR_USER_NOT_LOGGED_IN;
+    return inSession(session, [&](State& state, Session& current) {
+        return state.logins.erase(current.slotId) ? CKR_OK : CKR_USER_NOT_LOGGED_IN;
+    });
 }
 
 CK_RV Module::getAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_PTR attributes,
                                 CK_ULONG count)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    if (!attributes && count)
-        return CKR_ARGUMENTS_BAD;
-    std::shared_ptr<const CertificateObjects> objects;
-    const auto kind = CertificateObjects::kindOf(object);
-    {
-        const std::lock_guard<std::mutex> lock(state->mutex);
-        const auto found = state->sessions.find(session);
-        if (found == state->sessions.end())
-            return CKR_SESSION_HANDLE_INVALID;
-        const auto known = state->objects.find(CertificateObjects::baseOf(object));
-        if (!kind || known == state->objects.end() || known->second->slotId() != found->second.slotId
-            || !known->second->visible(*kind, state->logins.count(found->second.slotId) != 0))
+    return inSession(session, [&](State& state, Session& current) {
+        if (!attributes && count)
+            return CKR_ARGUMENTS_BAD;
+        const auto kind = CertificateObjects::kindOf(object);
+        const auto known = state.objects.find(CertificateObjects::baseOf(object));
+        if (!kind || known == state.objects.end() || known->second->slotId() != current.slotId
+            || !known->second->visible(*kind, state.logins.count(current.slotId) != 0))
             return CKR_OBJECT_HANDLE_INVALID;
-        objects = known->second;
-    }
-    CK_RV rv = CKR_OK;
-    for (CK_ULONG i = 0; i < count; ++i) {
-        CK_ATTRIBUTE& attribute = attributes[i];
-        const CertificateObjects::Value value = objects->attribute(*kind, attribute.type);
-        if (value.state != CertificateObjects::Value::State::Present) {
-            attribute.ulValueLen = CK_UNAVAILABLE_INFORMATION;
-            rv = value.state == CertificateObjects::Value::State::Sensitive ? CKR_ATTRIBUTE_SENSITIVE
-                                                                            : CKR_ATTRIBUTE_TYPE_INVALID;
-        } else if (!attribute.pValue) {
-            attribute.ulValueLen = value.bytes.size();
-        } else if (attribute.ulValueLen < value.bytes.size()) {
-            attribute.ulValueLen = CK_UNAVAILABLE_INFORMATION;
-            rv = CKR_BUFFER_TOO_SMALL;
-        } else {
-            std::copy(value.bytes.begin(), value.bytes.end(), static_cast<unsigned char*>(attribute.pValue));
-            attribute.ulValueLen = value.bytes.size();
+        const CertificateObjects& objects = *known->second;
+        CK_RV rv = CKR_OK;
+        for (CK_ULONG i = 0; i < count; ++i) {
+            CK_ATTRIBUTE& attribute = attributes[i];
+            const CertificateObjects::Value value = objects.attribute(*kind, attribute.type);
+            if (value.state != CertificateObjects::Value::State::Present) {
+                attribute.ulValueLen = CK_UNAVAILABLE_INFORMATION;
+                rv = value.state == CertificateObjects::Value::State::Sensitive ? CKR_ATTRIBUTE_SENSITIVE
+                                                                                : CKR_ATTRIBUTE_TYPE_INVALID;
+            } else if (!attribute.pValue) {
+                attribute.ulValueLen = value.bytes.size();
+            } else if (attribute.ulValueLen < value.bytes.size()) {
+                attribute.ulValueLen = CK_UNAVAILABLE_INFORMATION;
+                rv = CKR_BUFFER_TOO_SMALL;
+            } else {
+                std::copy(value.bytes.begin(), value.bytes.end(), static_cast<unsigned char*>(attribute.pValue));
+                attribute.ulValueLen = value.bytes.size();
+            }
         }
-    }
-    return rv;
+        return rv;
+    });
 }
 
 void Module::refreshObjects(State& state, const std::shared_ptr<const TokenList>& tokens)
@@ -517,114 +494,91 @@ void Module::refreshObjects(State& state, const std::shared_ptr<const TokenList>
 
 CK_RV Module::findObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE_PTR pattern, CK_ULONG count)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    if (!pattern && count)
-        return CKR_ARGUMENTS_BAD;
-    const std::lock_guard<std::mutex> lock(state->mutex);
-    const auto found = state->sessions.find(session);
-    if (found == state->sessions.end())
-        return CKR_SESSION_HANDLE_INVALID;
-    Session& current = found->second;
-    if (current.finding)
-        return CKR_OPERATION_ACTIVE;
-    // Each search reads the identity and "MY" again, so that what the agent
-    // published meanwhile is found.
-    state->tokens = directory_.current();
-    refreshObjects(*state, state->tokens);
-    const bool loggedIn = state->logins.count(current.slotId) != 0;
-    current.found.clear();
-    current.position = 0;
-    for (const auto& [base, objects] : state->objects) {
-        if (objects->slotId() != current.slotId)
-            continue;
-        for (auto kind : {CertificateObjects::CertificateKind, CertificateObjects::PrivateKeyKind,
-                          CertificateObjects::PublicKeyKind})
-            if (objects->visible(kind, loggedIn) && objects->matches(kind, pattern, count))
-                current.found.push_back(CertificateObjects::handle(base, kind));
-    }
-    current.finding = true;
-    return CKR_OK;
+    return inSession(session, [&](State& state, Session& current) {
+        if (!pattern && count)
+            return CKR_ARGUMENTS_BAD;
+        if (current.finding)
+            return CKR_OPERATION_ACTIVE;
+        // Each search reads the identity and "MY" again, so that what the
+        // agent published meanwhile is found.
+        state.tokens = directory_.current();
+        refreshObjects(state, state.tokens);
+        const bool loggedIn = state.logins.count(current.slotId) != 0;
+        current.found.clear();
+        current.position = 0;
+        for (const auto& [base, objects] : state.objects) {
+            if (objects->slotId() != current.slotId)
+                continue;
+            for (auto kind : {CertificateObjects::CertificateKind, CertificateObjects::PrivateKeyKind,
+                              CertificateObjects::PublicKeyKind})
+                if (objects->visible(kind, loggedIn) && objects->matches(kind, pattern, count))
+                    current.found.push_back(CertificateObjects::handle(base, kind));
+        }
+        current.finding = true;
+        return CKR_OK;
+    });
 }
 
 CK_RV Module::findObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE_PTR objects, CK_ULONG maximum,
                           CK_ULONG_PTR count)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    if (!count || (!objects && maximum))
-        return CKR_ARGUMENTS_BAD;
-    const std::lock_guard<std::mutex> lock(state->mutex);
-    const auto found = state->sessions.find(session);
-    if (found == state->sessions.end())
-        return CKR_SESSION_HANDLE_INVALID;
-    Session& current = found->second;
-    if (!current.finding)
-        return CKR_OPERATION_NOT_INITIALIZED;
-    CK_ULONG given = 0;
-    while (given < maximum && current.position < current.found.size())
-        objects[given++] = current.found[current.position++];
-    *count = given;
-    return CKR_OK;
+    return inSession(session, [&](State&, Session& current) {
+        if (!count || (!objects && maximum))
+            return CKR_ARGUMENTS_BAD;
+        if (!current.finding)
+            return CKR_OPERATION_NOT_INITIALIZED;
+        CK_ULONG given = 0;
+        while (given < maximum && current.position < current.found.size())
+            objects[given++] = current.found[current.position++];
+        *count = given;
+        return CKR_OK;
+    });
 }
 
 CK_RV Module::findObjectsFinal(CK_SESSION_HANDLE session)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    const std::lock_guard<std::mutex> lock(state->mutex);
-    const auto found = state->sessions.find(session);
-    if (found == state->sessions.end())
-        return CKR_SESSION_HANDLE_INVALID;
-    if (!found->second.finding)
-        return CKR_OPERATION_NOT_INITIALIZED;
-    found->second.finding = false;
-    found->second.found.clear();
-    return CKR_OK;
+    return inSession(session, [&](State&, Session& current) {
+        if (!current.finding)
+            return CKR_OPERATION_NOT_INITIALIZED;
+        current.finding = false;
+        current.found.clear();
+        return CKR_OK;
+    });
 }
 
 CK_RV Module::signInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    if (!mechanism)
-        return CKR_ARGUMENTS_BAD;
-    const std::lock_guard<std::mutex> lock(state->mutex);
-    const auto found = state->sessions.find(session);
-    if (found == state->sessions.end())
-        return CKR_SESSION_HANDLE_INVALID;
-    Session& current = found->second;
-    if (current.signing)
-        return CKR_OPERATION_ACTIVE;
-    const std::optional<std::string> hashName = hashNameOf(mechanism->mechanism);
-    if (!hashName)
-        return CKR_MECHANISM_INVALID;
-    if (mechanism->pParameter || mechanism->ulParameterLen)
-        return CKR_MECHANISM_PARAM_INVALID;
-    const auto known = state->objects.find(CertificateObjects::baseOf(key));
-    const bool loggedIn = state->logins.count(current.slotId) != 0;
-    if (CertificateObjects::kindOf(key) != CertificateObjects::PrivateKeyKind || known == state->objects.end()
-        || known->second->slotId() != current.slotId)
-        return CKR_KEY_HANDLE_INVALID;
-    if (!known->second->visible(CertificateObjects::PrivateKeyKind, loggedIn))
-        return CKR_USER_NOT_LOGGED_IN;
+    return inSession(session, [&](State& state, Session& current) {
+        if (!mechanism)
+            return CKR_ARGUMENTS_BAD;
+        if (current.signing)
+            return CKR_OPERATION_ACTIVE;
+        const std::optional<std::string> hashName = hashNameOf(mechanism->mechanism);
+        if (!hashName)
+            return CKR_MECHANISM_INVALID;
+        if (mechanism->pParameter || mechanism->ulParameterLen)
+            return CKR_MECHANISM_PARAM_INVALID;
+        const auto known = state.objects.find(CertificateObjects::baseOf(key));
+        const bool loggedIn = state.logins.count(current.slotId) != 0;
+        if (CertificateObjects::kindOf(key) != CertificateObjects::PrivateKeyKind || known == state.objects.end()
+            || known->second->slotId() != current.slotId)
+            return CKR_KEY_HANDLE_INVALID;
+        if (!known->second->visible(CertificateObjects::PrivateKeyKind, loggedIn))
+            return CKR_USER_NOT_LOGGED_IN;
 
-    SignOperation operation;
-    operation.mechanism = mechanism->mechanism;
-    operation.key = known->second;
-    operation.hashName = *hashName;
-    if (!hashName->empty()) {
-        operation.hashing.reset(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-        if (!operation.hashing
-            || EVP_DigestInit_ex(operation.hashing.get(), EVP_get_digestbyname(hashName->c_str()), nullptr) != 1)
-            return CKR_HOST_MEMORY;
-    }
-    current.signing = std::move(operation);
-    return CKR_OK;
+        SignOperation operation;
+        operation.mechanism = mechanism->mechanism;
+        operation.key = known->second;
+        operation.hashName = *hashName;
+        if (!hashName->empty()) {
+            operation.hashing.reset(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+            if (!operation.hashing
+                || EVP_DigestInit_ex(operation.hashing.get(), EVP_get_digestbyname(hashName->c_str()), nullptr) != 1)
+                return CKR_HOST_MEMORY;
+        }
+        current.signing = std::move(operation);
+        return CKR_OK;
+    });
 }
 
 CK_RV Module::signDigest(const std::shared_ptr<State>& state, const Session& session,
@@ -732,29 +686,24 @@ CK_RV Module::sign(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLen
 
 CK_RV Module::signUpdate(CK_SESSION_HANDLE session, CK_BYTE_PTR part, CK_ULONG partLength)
 {
-    const std::shared_ptr<State> state = current();
-    if (!state)
-        return CKR_CRYPTOKI_NOT_INITIALIZED;
-    if (!part && partLength)
-        return CKR_ARGUMENTS_BAD;
-    const std::lock_guard<std::mutex> lock(state->mutex);
-    const auto found = state->sessions.find(session);
-    if (found == state->sessions.end())
-        return CKR_SESSION_HANDLE_INVALID;
-    std::optional<SignOperation>& operation = found->second.signing;
-    if (!operation)
-        return CKR_OPERATION_NOT_INITIALIZED;
-    // CKM_RSA_PKCS signs one DigestInfo, in one part.
-    if (operation->hashName.empty()) {
-        operation.reset();
-        return CKR_FUNCTION_NOT_SUPPORTED;
-    }
-    if (EVP_DigestUpdate(operation->hashing.get(), part, partLength) != 1) {
-        operation.reset();
-        return CKR_FUNCTION_FAILED;
-    }
-    operation->updated = true;
-    return CKR_OK;
+    return inSession(session, [&](State&, Session& current) {
+        std::optional<SignOperation>& operation = current.signing;
+        if (!part && partLength)
+            return CKR_ARGUMENTS_BAD;
+        if (!operation)
+            return CKR_OPERATION_NOT_INITIALIZED;
+        // CKM_RSA_PKCS signs one DigestInfo, in one part.
+        if (operation->hashName.empty()) {
+            operation.reset();
+            return CKR_FUNCTION_NOT_SUPPORTED;
+        }
+        if (EVP_DigestUpdate(operation->hashing.get(), part, partLength) != 1) {
+            operation.reset();
+            return CKR_FUNCTION_FAILED;
+        }
+        operation->updated = true;
+        return CKR_OK;
+    });
 }
 
 CK_RV Module::signFinal(CK_SESSION_HANDLE session, CK_BYTE_PTR signature, CK_ULONG_PTR signatureLength)

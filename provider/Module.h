@@ -83,6 +83,14 @@ private:
     // The tokens as last listed (listing them when nothing was listed yet,
     // or when `slotId` is not among them). Call with the lock held.
     std::shared_ptr<const TokenList> tokensFor(State& state, CK_SLOT_ID slotId);
+    // Runs `body(state, session)` under the lock, once the module is
+    // initialised and the session exists.
+    template <typename Body>
+    CK_RV inSession(CK_SESSION_HANDLE handle, Body body);
+    // Runs `body(state, token)` under the lock, once the module is
+    // initialised and the slot exists.
+    template <typename Body>
+    CK_RV onToken(CK_SLOT_ID slotId, Body body);
     // Reads "MY" and makes the objects of every token anew.
     void refreshObjects(State& state, const std::shared_ptr<const TokenList>& tokens);
     // Signs the DigestInfo through the key's service.
