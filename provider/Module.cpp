@@ -452,8 +452,8 @@ void Module::refreshObjects(State& state, const std::shared_ptr<const TokenList>
         objectsByEntry_.clear();
         objectsTokens_ = tokens;
     }
-    std::map<const EntryCache::Decoded*, std::shared_ptr<const CertificateObjects>> kept;
-    std::vector<std::pair<std::string, std::shared_ptr<const CertificateObjects>>> made;
+    std::unordered_map<const EntryCache::Decoded*, std::shared_ptr<const CertificateObjects>> kept;
+    std::vector<std::pair<CK_ULONG, std::shared_ptr<const CertificateObjects>>> made;
     entries_.forEachLinked([&](const std::shared_ptr<const EntryCache::Decoded>& decoded) {
         std::shared_ptr<const CertificateObjects> objects;
         const auto earlier = objectsByEntry_.find(decoded.get());
@@ -480,16 +480,16 @@ void Module::refreshObjects(State& state, const std::shared_ptr<const TokenList>
                                                                  labelOf(entry, *key), !token->phone);
         }
         kept[decoded.get()] = objects;
-        made.emplace_back(decoded->entry.certificate.fingerprint(), std::move(objects));
+        const std::string& fingerprint = decoded->entry.certificate.fingerprint();
+        auto base = bases_.find(fingerprint);
+        if (base == bases_.end())
+            base = bases_.emplace(fingerprint, nextBase_++).first;
+        made.emplace_back(base->second, std::move(objects));
     });
     objectsByEntry_ = std::move(kept);
     state.objects.clear();
-    for (auto& [fingerprint, objects] : made) {
-        auto base = state.bases.find(fingerprint);
-        if (base == state.bases.end())
-            base = state.bases.emplace(fingerprint, state.nextBase++).first;
-        state.objects[base->second] = std::move(objects);
-    }
+    for (auto& [base, objects] : made)
+        state.objects.emplace(base, std::move(objects));
 }
 
 CK_RV Module::findObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE_PTR pattern, CK_ULONG count)

@@ -13,6 +13,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 
 namespace orvane::provider {
 
@@ -68,8 +69,6 @@ private:
         pid_t process = 0;
         std::mutex mutex;
         std::shared_ptr<const TokenList> tokens;
-        std::map<std::string, CK_ULONG> bases;
-        CK_ULONG nextBase = 1;
         std::map<CK_ULONG, std::shared_ptr<const CertificateObjects>> objects;
         std::map<CK_SESSION_HANDLE, Session> sessions;
         CK_SESSION_HANDLE nextSession = 1;
@@ -110,7 +109,11 @@ private:
     // the token list they were made with.
     std::mutex objectsMutex_;
     std::shared_ptr<const TokenList> objectsTokens_;
-    std::map<const EntryCache::Decoded*, std::shared_ptr<const CertificateObjects>> objectsByEntry_;
+    std::unordered_map<const EntryCache::Decoded*, std::shared_ptr<const CertificateObjects>> objectsByEntry_;
+    // Handle bases by certificate fingerprint, so that a certificate keeps
+    // its handles for the life of the loaded module.
+    std::unordered_map<std::string, CK_ULONG> bases_;
+    CK_ULONG nextBase_ = 1;
     std::shared_ptr<State> state_;
 };
 

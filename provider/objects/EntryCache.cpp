@@ -38,7 +38,7 @@ std::shared_ptr<const EntryCache::Decoded> EntryCache::decode(const std::string&
 void EntryCache::forEachLinked(const LinkedVisitor& visitor)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    std::map<std::string, std::shared_ptr<const Decoded>> seen;
+    std::unordered_map<std::string, std::shared_ptr<const Decoded>> seen;
     std::shared_ptr<const Decoded> current;
     try {
         valmora::signer::DirectoryCertificateStore::forCurrentUser()->forEachEntry(

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <unordered_map>
 
 namespace orvane::provider {
 
@@ -37,7 +38,7 @@ private:
     static std::shared_ptr<const Decoded> decode(const std::string& text);
 
     std::mutex mutex_;
-    std::map<std::string, std::shared_ptr<const Decoded>> byName_;
+    std::unordered_map<std::string, std::shared_ptr<const Decoded>> byName_;
 };
 
 } // namespace orvane::provider
