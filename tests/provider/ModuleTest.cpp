@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <map>
 #include <cstring>
 #include <thread>
 
@@ -223,6 +224,27 @@ TEST_F(ModuleTest, AForkedChildIsNotInitializedUntilItInitializes)
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
+TEST_F(ModuleTest, APhonePairedWhileLoadedGetsASlotAndTheOthersKeepTheirs)
+{
+    auto labels = [&] {
+        std::map<CK_SLOT_ID, std::string> byId;
+        for (CK_SLOT_ID slot : slots()) {
+            CK_TOKEN_INFO info{};
+            EXPECT_EQ(module->C_GetTokenInfo(slot, &info), CKR_OK);
+            byId[slot] = std::string(reinterpret_cast<const char*>(info.label), sizeof info.label);
+        }
+        return byId;
+    };
+    const std::map<CK_SLOT_ID, std::string> before = labels();
+    pairPhone(identity(), SandboxEnvironment::sandbox().deviceCodesOf("ana").at(1));
+    ASSERT_TRUE(identity().refreshCertificates().succeeded());
+
+    const std::map<CK_SLOT_ID, std::string> after = labels();
+    ASSERT_EQ(after.size(), before.size() + 1);
+    for (const auto& [slot, label] : before)
+        EXPECT_EQ(after.count(slot) ? after.at(slot) : "", label) << slot;
 }
 
 } // namespace
