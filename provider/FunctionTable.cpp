@@ -21,114 +21,116 @@ CK_RV guard(Call call) noexcept
     }
 }
 
-CK_RV Initialize(CK_VOID_PTR a)
+CK_RV Initialize(CK_VOID_PTR arguments)
 {
-    return guard([&](Module& module) { return module.initialize(a); });
+    return guard([&](Module& module) { return module.initialize(arguments); });
 }
 
-CK_RV Finalize(CK_VOID_PTR a)
+CK_RV Finalize(CK_VOID_PTR reserved)
 {
-    return guard([&](Module& module) { return module.finalize(a); });
+    return guard([&](Module& module) { return module.finalize(reserved); });
 }
 
-CK_RV GetInfo(CK_INFO_PTR a)
+CK_RV GetInfo(CK_INFO_PTR info)
 {
-    return guard([&](Module& module) { return module.getInfo(a); });
+    return guard([&](Module& module) { return module.getInfo(info); });
 }
 
-CK_RV GetSlotList(CK_BBOOL a, CK_SLOT_ID_PTR b, CK_ULONG_PTR c)
+CK_RV GetSlotList(CK_BBOOL tokenPresent, CK_SLOT_ID_PTR slots, CK_ULONG_PTR count)
 {
-    return guard([&](Module& module) { return module.getSlotList(a, b, c); });
+    return guard([&](Module& module) { return module.getSlotList(tokenPresent, slots, count); });
 }
 
-CK_RV GetSlotInfo(CK_SLOT_ID a, CK_SLOT_INFO_PTR b)
+CK_RV GetSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO_PTR info)
 {
-    return guard([&](Module& module) { return module.getSlotInfo(a, b); });
+    return guard([&](Module& module) { return module.getSlotInfo(slot, info); });
 }
 
-CK_RV GetTokenInfo(CK_SLOT_ID a, CK_TOKEN_INFO_PTR b)
+CK_RV GetTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO_PTR info)
 {
-    return guard([&](Module& module) { return module.getTokenInfo(a, b); });
+    return guard([&](Module& module) { return module.getTokenInfo(slot, info); });
 }
 
-CK_RV GetMechanismList(CK_SLOT_ID a, CK_MECHANISM_TYPE_PTR b, CK_ULONG_PTR c)
+CK_RV GetMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE_PTR mechanisms, CK_ULONG_PTR count)
 {
-    return guard([&](Module& module) { return module.getMechanismList(a, b, c); });
+    return guard([&](Module& module) { return module.getMechanismList(slot, mechanisms, count); });
 }
 
-CK_RV GetMechanismInfo(CK_SLOT_ID a, CK_MECHANISM_TYPE b, CK_MECHANISM_INFO_PTR c)
+CK_RV GetMechanismInfo(CK_SLOT_ID slot, CK_MECHANISM_TYPE type, CK_MECHANISM_INFO_PTR info)
 {
-    return guard([&](Module& module) { return module.getMechanismInfo(a, b, c); });
+    return guard([&](Module& module) { return module.getMechanismInfo(slot, type, info); });
 }
 
-CK_RV OpenSession(CK_SLOT_ID a, CK_FLAGS b, CK_VOID_PTR, CK_NOTIFY, CK_SESSION_HANDLE_PTR e)
+CK_RV OpenSession(CK_SLOT_ID slot, CK_FLAGS flags, CK_VOID_PTR, CK_NOTIFY, CK_SESSION_HANDLE_PTR session)
 {
-    return guard([&](Module& module) { return module.openSession(a, b, e); });
+    return guard([&](Module& module) { return module.openSession(slot, flags, session); });
 }
 
-CK_RV CloseSession(CK_SESSION_HANDLE a)
+CK_RV CloseSession(CK_SESSION_HANDLE session)
 {
-    return guard([&](Module& module) { return module.closeSession(a); });
+    return guard([&](Module& module) { return module.closeSession(session); });
 }
 
-CK_RV CloseAllSessions(CK_SLOT_ID a)
+CK_RV CloseAllSessions(CK_SLOT_ID slot)
 {
-    return guard([&](Module& module) { return module.closeAllSessions(a); });
+    return guard([&](Module& module) { return module.closeAllSessions(slot); });
 }
 
-CK_RV GetSessionInfo(CK_SESSION_HANDLE a, CK_SESSION_INFO_PTR b)
+CK_RV GetSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO_PTR info)
 {
-    return guard([&](Module& module) { return module.getSessionInfo(a, b); });
+    return guard([&](Module& module) { return module.getSessionInfo(session, info); });
 }
 
-CK_RV Login(CK_SESSION_HANDLE a, CK_USER_TYPE b, CK_UTF8CHAR_PTR c, CK_ULONG d)
+CK_RV Login(CK_SESSION_HANDLE session, CK_USER_TYPE userType, CK_UTF8CHAR_PTR pin, CK_ULONG pinLength)
 {
-    return guard([&](Module& module) { return module.login(a, b, c, d); });
+    return guard([&](Module& module) { return module.login(session, userType, pin, pinLength); });
 }
 
-CK_RV Logout(CK_SESSION_HANDLE a)
+CK_RV Logout(CK_SESSION_HANDLE session)
 {
-    return guard([&](Module& module) { return module.logout(a); });
+    return guard([&](Module& module) { return module.logout(session); });
 }
 
-CK_RV GetAttributeValue(CK_SESSION_HANDLE a, CK_OBJECT_HANDLE b, CK_ATTRIBUTE_PTR c, CK_ULONG d)
+CK_RV GetAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_PTR attributes, CK_ULONG count)
 {
-    return guard([&](Module& module) { return module.getAttributeValue(a, b, c, d); });
+    return guard([&](Module& module) { return module.getAttributeValue(session, object, attributes, count); });
 }
 
-CK_RV FindObjectsInit(CK_SESSION_HANDLE a, CK_ATTRIBUTE_PTR b, CK_ULONG c)
+CK_RV FindObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE_PTR pattern, CK_ULONG count)
 {
-    return guard([&](Module& module) { return module.findObjectsInit(a, b, c); });
+    return guard([&](Module& module) { return module.findObjectsInit(session, pattern, count); });
 }
 
-CK_RV FindObjects(CK_SESSION_HANDLE a, CK_OBJECT_HANDLE_PTR b, CK_ULONG c, CK_ULONG_PTR d)
+CK_RV FindObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE_PTR objects, CK_ULONG maximum, CK_ULONG_PTR count)
 {
-    return guard([&](Module& module) { return module.findObjects(a, b, c, d); });
+    return guard([&](Module& module) { return module.findObjects(session, objects, maximum, count); });
 }
 
-CK_RV FindObjectsFinal(CK_SESSION_HANDLE a)
+CK_RV FindObjectsFinal(CK_SESSION_HANDLE session)
 {
-    return guard([&](Module& module) { return module.findObjectsFinal(a); });
+    return guard([&](Module& module) { return module.findObjectsFinal(session); });
 }
 
-CK_RV SignInit(CK_SESSION_HANDLE a, CK_MECHANISM_PTR b, CK_OBJECT_HANDLE c)
+CK_RV SignInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_HANDLE key)
 {
-    return guard([&](Module& module) { return module.signInit(a, b, c); });
+    return guard([&](Module& module) { return module.signInit(session, mechanism, key); });
 }
 
-CK_RV Sign(CK_SESSION_HANDLE a, CK_BYTE_PTR b, CK_ULONG c, CK_BYTE_PTR d, CK_ULONG_PTR e)
+CK_RV Sign(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG dataLength, CK_BYTE_PTR signature,
+           CK_ULONG_PTR signatureLength)
 {
-    return guard([&](Module& module) { return module.sign(a, b, c, d, e); });
+    return guard(
+        [&](Module& module) { return module.sign(session, data, dataLength, signature, signatureLength); });
 }
 
-CK_RV SignUpdate(CK_SESSION_HANDLE a, CK_BYTE_PTR b, CK_ULONG c)
+CK_RV SignUpdate(CK_SESSION_HANDLE session, CK_BYTE_PTR part, CK_ULONG partLength)
 {
-    return guard([&](Module& module) { return module.signUpdate(a, b, c); });
+    return guard([&](Module& module) { return module.signUpdate(session, part, partLength); });
 }
 
-CK_RV SignFinal(CK_SESSION_HANDLE a, CK_BYTE_PTR b, CK_ULONG_PTR c)
+CK_RV SignFinal(CK_SESSION_HANDLE session, CK_BYTE_PTR signature, CK_ULONG_PTR signatureLength)
 {
-    return guard([&](Module& module) { return module.signFinal(a, b, c); });
+    return guard([&](Module& module) { return module.signFinal(session, signature, signatureLength); });
 }
 
 // Operations that this module does not offer: it only lists and signs. The

@@ -94,7 +94,8 @@ std::string defaultModulePath()
 std::string nssRegistration()
 {
     std::string output;
-    if (!fs::exists(nssFolder()) || runTool({"modutil", "-dbdir", "sql:" + nssFolder(), "-list", kNssModuleName}, output) != 0)
+    if (!fs::exists(nssFolder())
+        || runTool({"modutil", "-dbdir", "sql:" + nssFolder(), "-list", kNssModuleName}, output) != 0)
         return {};
     std::istringstream lines(output);
     std::string line;

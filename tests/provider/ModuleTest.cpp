@@ -24,7 +24,8 @@ public:
     LoadedModule()
         : library_(dlopen(ProviderTest::modulePath().c_str(), RTLD_NOW | RTLD_LOCAL))
     {
-        auto getList = library_ ? reinterpret_cast<CK_C_GetFunctionList>(dlsym(library_, "C_GetFunctionList")) : nullptr;
+        auto getList =
+            library_ ? reinterpret_cast<CK_C_GetFunctionList>(dlsym(library_, "C_GetFunctionList")) : nullptr;
         if (!getList || getList(&functions_) != CKR_OK)
             throw std::runtime_error("cannot load the module");
     }
@@ -122,7 +123,8 @@ TEST_F(ModuleTest, TwoThreadsSignAtOnceWithEachMechanismShape)
         CK_RV rv = CKR_GENERAL_ERROR;
         std::vector<unsigned char> signature;
     };
-    Signing signings[] = {{CKM_SHA256_RSA_PKCS, true, CKR_GENERAL_ERROR, {}}, {CKM_RSA_PKCS, false, CKR_GENERAL_ERROR, {}}};
+    Signing signings[] = {{CKM_SHA256_RSA_PKCS, true, CKR_GENERAL_ERROR, {}},
+                          {CKM_RSA_PKCS, false, CKR_GENERAL_ERROR, {}}};
     CK_OBJECT_CLASS privateKey = CKO_PRIVATE_KEY, certificateClass = CKO_CERTIFICATE;
     const CK_SESSION_HANDLE probe = openOnPhone();
     const CK_OBJECT_HANDLE key = find(probe, &privateKey).at(0);

@@ -104,11 +104,12 @@ TEST_F(ProgramsTest, PkcsToolGetsTheDocumentedReturnValues)
         const char* returnValue;
     };
     const Case cases[] = {
-        // pkcs11-tool prints the value in hexadecimal, and not every name.
-        {"the phone refuses", phoneKey(), true, "(0x200)"},                                           // CKR_FUNCTION_REJECTED
-        {"a wrong PIN", {cloudKey().slotIndex, cloudKey().id, "9999:246810"}, false, "(0xa0)"},       // CKR_PIN_INCORRECT
+        // pkcs11-tool prints the value in hexadecimal, and not every name:
+        // CKR_FUNCTION_REJECTED, CKR_PIN_INCORRECT twice, CKR_PIN_INVALID.
+        {"the phone refuses", phoneKey(), true, "(0x200)"},
+        {"a wrong PIN", {cloudKey().slotIndex, cloudKey().id, "9999:246810"}, false, "(0xa0)"},
         {"a wrong one-time code", {cloudKey().slotIndex, cloudKey().id, "1234:111111"}, false, "(0xa0)"},
-        {"a PIN without its code", {cloudKey().slotIndex, cloudKey().id, "1234"}, false, "(0xa1)"},   // CKR_PIN_INVALID
+        {"a PIN without its code", {cloudKey().slotIndex, cloudKey().id, "1234"}, false, "(0xa1)"},
     };
     for (const Case& c : cases) {
         if (c.refuseOnPhone)
@@ -137,7 +138,8 @@ TEST_F(ProgramsTest, P11ToolListsTheCertificatesThroughTheP11KitRegistration)
     const ProcessResult removed = run({kOrvanectl, "provider", "uninstall"});
     ASSERT_EQ(removed.exitCode, 0) << removed.err;
     EXPECT_EQ(run({kOrvanectl, "provider", "status"}).out, "p11-kit\tnot registered\nnss\tnot registered\n");
-    EXPECT_EQ(run(asUser({"/usr/bin/p11tool", "--list-all-certs", "pkcs11:manufacturer=Orvane"})).out.find("manufacturer=Orvane"), std::string::npos);
+    const ProcessResult gone = run(asUser({"/usr/bin/p11tool", "--list-all-certs", "pkcs11:manufacturer=Orvane"}));
+    EXPECT_EQ(gone.out.find("manufacturer=Orvane"), std::string::npos);
 }
 
 // A one-page PDF with nothing on the page.
@@ -174,8 +176,9 @@ TEST_F(ProgramsTest, PdfsigSignsWithAPhoneKeyFromTheUsersNssDatabase)
 
     approvePhones();
     writeFile(file("contrato.pdf"), emptyPdf());
-    const ProcessResult signing = run({"pdfsig", "-nssdir", database, "-nss-pwd", password, "-add-signature", "-nick", nick,
-                                       "-reason", "Aprovado", file("contrato.pdf"), file("contrato-assinado.pdf")});
+    const ProcessResult signing = run({"pdfsig", "-nssdir", database, "-nss-pwd", password, "-add-signature", "-nick",
+                                       nick, "-reason", "Aprovado", file("contrato.pdf"),
+                                       file("contrato-assinado.pdf")});
     ASSERT_EQ(signing.exitCode, 0) << signing.out << signing.err;
     const ProcessResult checked =
         run({"pdfsig", "-nssdir", database, "-nss-pwd", password, file("contrato-assinado.pdf")});
