@@ -4,6 +4,8 @@
 
 #include "tests/provider/ProviderFixture.h"
 
+#include "signer/OpenSslPtr.h"
+
 #include <dlfcn.h>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
@@ -11,7 +13,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <map>
+#include <set>
 #include <cstring>
 #include <thread>
 
@@ -155,19 +159,17 @@ TEST_F(ModuleTest, TwoThreadsSignAtOnceWithEachMechanismShape)
         thread.join();
 
     const unsigned char* cursor = der.data();
-    X509* certificate = d2i_X509(nullptr, &cursor, static_cast<long>(der.size()));
+    const valmora::signer::X509Ptr certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
     ASSERT_NE(certificate, nullptr);
     for (const Signing& signing : signings) {
         ASSERT_EQ(signing.rv, CKR_OK) << signing.mechanism;
-        EVP_MD_CTX* context = EVP_MD_CTX_new();
-        EVP_DigestVerifyInit(context, nullptr, EVP_sha256(), nullptr, X509_get0_pubkey(certificate));
-        EXPECT_EQ(EVP_DigestVerify(context, signing.signature.data(), signing.signature.size(),
+        const valmora::signer::EvpMdCtxPtr context(EVP_MD_CTX_new());
+        EVP_DigestVerifyInit(context.get(), nullptr, EVP_sha256(), nullptr, X509_get0_pubkey(certificate.get()));
+        EXPECT_EQ(EVP_DigestVerify(context.get(), signing.signature.data(), signing.signature.size(),
                                    reinterpret_cast<const unsigned char*>(text.data()), text.size()),
                   1)
             << signing.mechanism;
-        EVP_MD_CTX_free(context);
     }
-    X509_free(certificate);
 }
 
 TEST_F(ModuleTest, FailuresGiveTheirReturnValues)
@@ -247,6 +249,39 @@ TEST_F(ModuleTest, APhonePairedWhileLoadedGetsASlotAndTheOthersKeepTheirs)
     ASSERT_EQ(after.size(), before.size() + 1);
     for (const auto& [slot, label] : before)
         EXPECT_EQ(after.count(slot) ? after.at(slot) : "", label) << slot;
+}
+
+TEST_F(ModuleTest, ACloudLoginOpensTheKeysOfItsPinOnly)
+{
+    const std::vector<CK_SLOT_ID> before = slots();
+    ASSERT_TRUE(identity()
+                    .addHarrierAccount({L"financeiro@horizonteazul.com.br", L"horizonte-azul", L"Horizonte#2024"})
+                    .succeeded());
+    ASSERT_TRUE(identity().refreshCertificates().succeeded());
+    CK_SLOT_ID added = 0;
+    for (CK_SLOT_ID slot : slots())
+        if (std::find(before.begin(), before.end(), slot) == before.end())
+            added = slot;
+    CK_SESSION_HANDLE session = 0;
+    ASSERT_EQ(module->C_OpenSession(added, CKF_SERIAL_SESSION, nullptr, nullptr, &session), CKR_OK);
+
+    std::string pin = "0000:135790";
+    EXPECT_EQ(module->C_Login(session, CKU_USER, reinterpret_cast<CK_UTF8CHAR*>(pin.data()), pin.size()),
+              CKR_PIN_INCORRECT);
+    pin = "4321:135790";  // the PIN of one of the wallet's two keys, and the account's code
+    ASSERT_EQ(module->C_Login(session, CKU_USER, reinterpret_cast<CK_UTF8CHAR*>(pin.data()), pin.size()), CKR_OK);
+
+    CK_OBJECT_CLASS privateKey = CKO_PRIVATE_KEY;
+    std::multiset<CK_RV> results;
+    for (CK_OBJECT_HANDLE key : find(session, &privateKey)) {
+        CK_MECHANISM sha256{CKM_SHA256_RSA_PKCS, nullptr, 0};
+        CK_BYTE data[] = "nota fiscal 1234";
+        CK_BYTE signature[512];
+        CK_ULONG length = sizeof signature;
+        ASSERT_EQ(module->C_SignInit(session, &sha256, key), CKR_OK);
+        results.insert(module->C_Sign(session, data, sizeof data, signature, &length));
+    }
+    EXPECT_EQ(results, (std::multiset<CK_RV>{CKR_OK, CKR_USER_NOT_LOGGED_IN}));
 }
 
 } // namespace
