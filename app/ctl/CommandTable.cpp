@@ -4,6 +4,7 @@
 #include "app/ctl/DeviceCommands.h"
 #include "app/ctl/IdentityCommands.h"
 #include "app/ctl/KeyCommands.h"
+#include "app/ctl/ProviderCommands.h"
 #include "app/ctl/SignCommand.h"
 #include "app/ctl/StoreCommands.h"
 
@@ -51,6 +52,11 @@ const std::vector<Command>& commandTable()
          [](const std::vector<std::string>& arguments, std::ostream& out, std::ostream& err) {
              return signDigest(arguments, std::cin, out, err);
          }},
+        {{"provider", "install"}, "[--module PATH]",
+         "register the PKCS#11 module for this user with p11-kit and in the NSS database ~/.pki/nssdb",
+         providerInstall},
+        {{"provider", "uninstall"}, "", "undo both registrations of the PKCS#11 module", providerUninstall},
+        {{"provider", "status"}, "", "where the PKCS#11 module is registered", providerStatus},
     };
     return table;
 }

@@ -5,9 +5,17 @@
 
 #include <json/writer.h>
 
+#include <atomic>
+
 namespace orvane::model {
 
 const char* const kAnswerRule = "===================================";
+
+namespace {
+
+std::atomic<bool> answerPrinting{true};
+
+} // namespace
 
 std::string jsonText(const Json::Value& value)
 {
@@ -16,7 +24,14 @@ std::string jsonText(const Json::Value& value)
 
 void printAnswer(std::ostream& out, const Json::Value& answer)
 {
+    if (!answerPrinting.load())
+        return;
     out << kAnswerRule << '\n' << jsonText(answer) << '\n' << kAnswerRule << std::endl;
+}
+
+void setAnswerPrinting(bool on)
+{
+    answerPrinting.store(on);
 }
 
 std::wstring harrierUrl(const std::wstring& path)

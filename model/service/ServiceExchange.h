@@ -23,8 +23,13 @@ extern const char* const kAnswerRule;
 // member a line, members ascending.
 std::string jsonText(const Json::Value& value);
 
-// Prints the answer between two lines of kAnswerRule.
+// Prints the answer between two lines of kAnswerRule, unless printing was
+// turned off.
 void printAnswer(std::ostream& out, const Json::Value& answer);
+// Turns the printing of answers on (the default) or off for the whole
+// process: off where the calls run inside another program (the PKCS#11
+// module), whose output is not ours.
+void setAnswerPrinting(bool on);
 
 // "https://" + harrierBaseUrl() + path, whatever scheme the configuration
 // named.

@@ -287,6 +287,12 @@ std::optional<StoreEntry> DirectoryCertificateStore::decode(const std::string& t
 
 void DirectoryCertificateStore::forEachEntry(const std::string& store, const EntryVisitor& visitor)
 {
+    forEachEntry(store, visitor, [](const std::string&, const std::string& text) { return decode(text); });
+}
+
+void DirectoryCertificateStore::forEachEntry(const std::string& store, const EntryVisitor& visitor,
+                                             const EntryDecoder& decoder)
+{
     const std::string folder = storeFolder(store);
     DIR* directory = ::opendir(folder.c_str());
     if (!directory) {
@@ -307,7 +313,7 @@ void DirectoryCertificateStore::forEachEntry(const std::string& store, const Ent
         // entry of its name is not ours to judge: it is passed over.
         if (readWhole(folder + "/" + name, content) != 0)
             continue;
-        std::optional<StoreEntry> entry = decode(content);
+        std::optional<StoreEntry> entry = decoder(name, content);
         if (!entry || fileName(entry->certificate.fingerprint()) != name)
             continue;
         if (visitor(*entry) == Then::Stop)

@@ -27,6 +27,11 @@ public:
     std::string entryPath(const std::string& store, const std::string& fingerprint) const;
 
     void forEachEntry(const std::string& store, const EntryVisitor& visitor) override;
+    // The same walk with the decoding of each file's text (the file name
+    // beside it) left to `decoder`, for a reader that keeps what it decoded
+    // before. The entry must still match its file name to be visited.
+    using EntryDecoder = std::function<std::optional<StoreEntry>(const std::string& name, const std::string& text)>;
+    void forEachEntry(const std::string& store, const EntryVisitor& visitor, const EntryDecoder& decoder);
     std::optional<StoreEntry> find(const std::string& store, const std::string& fingerprint) override;
     bool add(const std::string& store, const StoreEntry& entry) override;
     void put(const std::string& store, const StoreEntry& entry) override;

@@ -14,38 +14,14 @@ namespace orvane::test {
 
 namespace {
 
-SandboxServices* theSandbox = nullptr;
-
-class SandboxEnvironment : public testing::Environment {
-public:
-    void SetUp() override
-    {
-        // The agent reads the configuration once per process, so the
-        // sandbox must be in place before any case asks for an address.
-        services_ = std::make_unique<SandboxServices>(model::configFilePath(), std::vector<std::string>{},
-                                                      ORVANE_BINARY_DIR "/tests/protocol/sandbox-pki");
-        theSandbox = services_.get();
-    }
-    void TearDown() override
-    {
-        theSandbox = nullptr;
-        services_.reset();
-    }
-
-private:
-    std::unique_ptr<SandboxServices> services_;
-};
-
 [[maybe_unused]] testing::Environment* const environment =
-    testing::AddGlobalTestEnvironment(new SandboxEnvironment);
+    testing::AddGlobalTestEnvironment(new SandboxEnvironment(ORVANE_BINARY_DIR "/tests/protocol/sandbox-pki"));
 
 } // namespace
 
 SandboxServices& sandbox()
 {
-    if (!theSandbox)
-        throw std::runtime_error("the sandbox is not running");
-    return *theSandbox;
+    return SandboxEnvironment::sandbox();
 }
 
 FakeClock::FakeClock()
@@ -64,11 +40,6 @@ void FakeClock::sleepSeconds(int seconds)
         onSleep(sleeps_.size());
 }
 
-model::DesktopInfo testDesktop(const std::wstring& name)
-{
-    return {name, L"Debian GNU/Linux 12 (bookworm)", L"tester", L"laboratorio.local"};
-}
-
 void ProtocolTest::SetUp()
 {
     std::filesystem::remove(model::identityFilePath());
@@ -83,12 +54,7 @@ void ProtocolTest::TearDown()
 
 std::unique_ptr<model::Orvane> ProtocolTest::enrol()
 {
-    model::CreateInstallationResult result = model::Orvane::install(testDesktop());
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.message, "");
-    if (!result.aggregate)
-        throw std::runtime_error("enrolment failed: " + result.message);
-    return std::move(result.aggregate);
+    return enrolComputer();
 }
 
 std::vector<Json::Value> ProtocolTest::pending(const std::string& kind, const std::string& deviceCode)
@@ -98,13 +64,7 @@ std::vector<Json::Value> ProtocolTest::pending(const std::string& kind, const st
 
 void ProtocolTest::pair(const model::Orvane& identity, const std::string& deviceCode)
 {
-    Json::Value body(Json::objectValue);
-    body["deviceCode"] = deviceCode;
-    sandbox().post("/installations/" + model::toUtf8(identity.kestrelInstallations.at(0).installationCode)
-                       + "/devices",
-                   body);
-    if (sandbox().lastStatus() / 100 != 2)
-        throw std::runtime_error("sandbox refused to pair " + deviceCode);
+    pairPhone(identity, deviceCode);
 }
 
 Json::Value ProtocolTest::addPhone(const std::string& identitySlug, const std::string& name, int keys)

@@ -7,7 +7,7 @@
 
 #include "model/service/Clock.h"
 #include "model/identity/Orvane.h"
-#include "tests/mock/SandboxServices.h"
+#include "tests/mock/SandboxEnvironment.h"
 
 #include <gtest/gtest.h>
 
@@ -44,9 +44,6 @@ private:
     std::int64_t now_;
     std::vector<int> sleeps_;
 };
-
-// Facts of a test computer.
-model::DesktopInfo testDesktop(const std::wstring& name = L"bancada-01");
 
 // Each case starts with no identity file, no planned faults and no
 // automatic approvals.

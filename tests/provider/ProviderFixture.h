@@ -1,0 +1,57 @@
+#pragma once
+
+// What the module's suites share: a computer enrolled at the sandbox with one
+// of Ana's phones paired and her cloud account added, the certificates
+// published into "MY", and the module of this build.
+
+#include "tests/mock/ChildProcess.h"
+#include "tests/mock/SandboxEnvironment.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <thread>
+#include <string>
+#include <vector>
+
+namespace orvane::test {
+
+// One key as the programs address it.
+struct ModuleKey {
+    std::string slotIndex;  // phones first, then cloud accounts
+    std::string id;         // CKA_ID in hexadecimal
+    std::string pin;        // C_Login text; empty for a phone
+};
+
+class ProviderTest : public testing::Test {
+public:
+    static std::string modulePath() { return ORVANE_PKCS11_MODULE; }
+    static const ModuleKey& phoneKey();
+    static const ModuleKey& cloudKey();
+    static model::Orvane& identity();
+
+    // Phones approve every signature request at its first poll.
+    static void approvePhones();
+    // From now to the end of the case, phones refuse every signature
+    // request as soon as it is made.
+    void refusePhones();
+
+    // Runs a program in the suite's folder; fails the case when it cannot
+    // start.
+    static ProcessResult run(std::vector<std::string> argv, const std::map<std::string, std::string>& environment = {});
+    // A file of the suite's folder.
+    static std::string file(const std::string& name);
+
+protected:
+    static void SetUpTestSuite();
+    void SetUp() override;
+    void TearDown() override;
+
+private:
+    std::atomic<bool> refusing_{false};
+    std::thread refuser_;
+};
+
+} // namespace orvane::test
