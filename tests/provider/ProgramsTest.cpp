@@ -129,6 +129,11 @@ TEST_F(ProgramsTest, P11ToolListsTheCertificatesThroughTheP11KitRegistration)
     const ProcessResult status = run({kOrvanectl, "provider", "status"});
     EXPECT_EQ(status.out, "p11-kit\t" + modulePath() + "\nnss\t" + modulePath() + "\n");
 
+#ifdef ORVANE_SANITIZER_PRELOAD
+    // p11tool with the sanitizer runtimes preloaded never finishes loading
+    // the other modules p11-kit registers; the plain build covers it.
+    GTEST_SKIP() << "p11tool does not run with preloaded sanitizer runtimes";
+#endif
     const ProcessResult listed = run(asUser({"/usr/bin/p11tool", "--list-all-certs", "pkcs11:manufacturer=Orvane"}));
     ASSERT_EQ(listed.exitCode, 0) << listed.err;
     EXPECT_NE(listed.out.find("manufacturer=Orvane"), std::string::npos) << listed.out;

@@ -91,7 +91,13 @@ ProcessResult ProviderTest::run(std::vector<std::string> argv, const std::map<st
                 argv[0] = folder + argv[0];
                 break;
             }
+#ifdef ORVANE_SANITIZER_PRELOAD
+    std::map<std::string, std::string> withRuntimes = environment;
+    withRuntimes.emplace("LD_PRELOAD", ORVANE_SANITIZER_PRELOAD);
+    ProcessResult result = runProcess(argv, {}, withRuntimes, 120);
+#else
     ProcessResult result = runProcess(argv, {}, environment, 120);
+#endif
     EXPECT_NE(result.exitCode, 127) << argv[0] << " is not installed (scripts/install-deps)";
     return result;
 }
