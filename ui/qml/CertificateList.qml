@@ -105,6 +105,7 @@ Item {
         anchors.bottom: parent.bottom
         model: certificatesTableModel
         verticalScrollBarPolicy: Qt.ScrollBarAlwaysOn
+        horizontalScrollBarPolicy: Qt.ScrollBarAlwaysOff
         backgroundVisible: false
         alternatingRowColors: false
         section.property: "keyGroup"

@@ -20,6 +20,5 @@ TextField {
         target: field.hierarchyItem ? field.hierarchyItem : null
         property: "identityCode" + field.part
         value: field.text
-        when: !!field.hierarchyItem
     }
 }

@@ -42,7 +42,11 @@ Item {
                     font.pixelSize: 16
                 }
             }
-            frame: Item {}
+            frame: Rectangle {
+                color: "white"
+                border.width: 1
+                border.color: "#ddd"
+            }
         }
 
         Component.onCompleted: {
