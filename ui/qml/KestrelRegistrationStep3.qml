@@ -41,34 +41,13 @@ Item {
         }
     }
 
-    Item {
+    AuthorizationWait {
         objectName: "authorizationWaitView"
         anchors.fill: parent
         visible: step.errorLength === 0 && step.waitingConclusion
-        PageTitle { id: title; text: "Adicionar Certificado" }
-        Column {
-            anchors.top: title.bottom
-            anchors.topMargin: 10
-            anchors.horizontalCenter: parent.horizontalCenter
-            spacing: 8
-            WaitingSymbol { anchors.horizontalCenter: parent.horizontalCenter }
-            Text {
-                anchors.horizontalCenter: parent.horizontalCenter
-                text: "Confirme a autorização enviada para seu dispositivo"
-                font.family: "Open Sans"
-                font.pixelSize: 16
-            }
-            Text {
-                objectName: "listWaiting"
-                anchors.horizontalCenter: parent.horizontalCenter
-                horizontalAlignment: Text.AlignHCenter
-                visible: foundDevicesModel.listWaiting.length > 0
-                text: foundDevicesModel.listWaiting
-                color: "green"
-                font.family: "Open Sans"
-                font.pixelSize: 14
-            }
-        }
+        title: "Adicionar Certificado"
+        listWaiting: foundDevicesModel.listWaiting
+        listName: "listWaiting"
     }
 
     Item {

@@ -40,34 +40,13 @@ Item {
         }
     }
 
-    Item {
+    AuthorizationWait {
         objectName: "approvalWaitView"
         anchors.fill: parent
         visible: page.errorLength === 0 && page.waitingConclusion
-        PageTitle { id: title; text: "Manutenção de Dispositivos" }
-        Column {
-            anchors.top: title.bottom
-            anchors.topMargin: 10
-            anchors.horizontalCenter: parent.horizontalCenter
-            spacing: 8
-            WaitingSymbol { anchors.horizontalCenter: parent.horizontalCenter }
-            Text {
-                anchors.horizontalCenter: parent.horizontalCenter
-                text: "Confirme a autorização enviada para seu dispositivo"
-                font.family: "Open Sans"
-                font.pixelSize: 16
-            }
-            Text {
-                objectName: "maintenanceListWaiting"
-                anchors.horizontalCenter: parent.horizontalCenter
-                horizontalAlignment: Text.AlignHCenter
-                visible: maintenanceDeviceModel.listWaiting.length > 0
-                text: maintenanceDeviceModel.listWaiting
-                color: "green"
-                font.family: "Open Sans"
-                font.pixelSize: 14
-            }
-        }
+        title: "Manutenção de Dispositivos"
+        listWaiting: maintenanceDeviceModel.listWaiting
+        listName: "maintenanceListWaiting"
     }
 
     Outcome {

@@ -64,7 +64,7 @@ Item {
     Component {
         id: devicesTab
         Item {
-            function resetIdentityForm() { identityPage.resetForm() }
+            function resetIdentityForm() { identityPage.reset() }
             SlidingPage {
                 page: 0
                 currentPage: tabsMaintenance.maintenanceDevicesStep
