@@ -3,6 +3,8 @@ import QtQuick.Controls 1.4
 
 // Login form of a cloud account.
 Item {
+    onVisibleChanged: if (visible) emailField.focusField()
+
     PageTitle { id: title; text: "Adicionar Certificado" }
     PageSubtitle {
         id: subtitle

@@ -12,6 +12,8 @@ Item {
     // Enter in the last field that shows.
     signal submitted()
 
+    function focusFirstField() { identityCode1.forceActiveFocus() }
+
     onResetThisView: {
         hierarchyListModel.resetThisModel()
         identityCode1.text = ""

@@ -18,6 +18,7 @@ Item {
     signal searchStarted()
 
     function reset() { identityForm.resetThisView() }
+    onVisibleChanged: if (visible) identityForm.focusFirstField()
 
     PageTitle { id: title }
     PageSubtitle {

@@ -13,6 +13,8 @@ Column {
     signal focusLost()
     spacing: 4
 
+    function focusField() { input.forceActiveFocus() }
+
     Text {
         id: caption
         font.family: "Open Sans"

@@ -60,6 +60,7 @@ Item {
         objectName: "registrationPage1"
         anchors.fill: parent
         visible: registration.windowCounter === 1
+        onVisibleChanged: if (visible) installationNameField.focusField()
 
         PageTitle { id: computerDataTitle; text: "Instalação do Orvane" }
         PageSubtitle {
