@@ -263,7 +263,10 @@ Item {
         anchors.bottomMargin: 10
         anchors.topMargin: -11
 
-        TabsMaintenance { anchors.fill: parent }
+        TabsMaintenance {
+            objectName: "tabsMaintenance"
+            anchors.fill: parent
+        }
     }
 
     BoxNovaVersao {}
