@@ -2,10 +2,19 @@
 
 #include "app/FontFamilies.h"
 #include "app/ProxyCredentialDialog.h"
+#include "app/QmlTypes.h"
 #include "app/SingleInstance.h"
 #include "app/WindowActivator.h"
 #include "model/identity/Orvane.h"
+#include "ui/models/CertificatesTableModel.h"
+#include "ui/models/FoundDevicesModel.h"
+#include "ui/models/HarrierRegistration.h"
+#include "ui/models/HierarchyListModel.h"
 #include "ui/models/InstallationModel.h"
+#include "ui/models/KeyGroupToBeUnregisteredModel.h"
+#include "ui/models/MaintenanceDevicesModel.h"
+#include "ui/models/ProxyConfigModel.h"
+#include "ui/models/RegistrationModel.h"
 #include "ui/models/VerificationConnectionServer.h"
 #include "ui/models/VersionVerifier.h"
 
@@ -37,11 +46,29 @@ int Application::run(int argc, char** argv)
     // The object graph, in the order the models depend on each other; each
     // outlives the engine that shows it.
     VersionVerifier versionVerifier;
+    ProxyConfigModel proxyConfigModel;
     VerificationConnectionServer verificationConnectionServer;
-    InstallationModel installationModel;
+    HierarchyListModel hierarchyListModel(&verificationConnectionServer);
+    FoundDevicesModel foundDevicesModel(&verificationConnectionServer);
+    MaintenanceDevicesModel maintenanceDevicesModel(&verificationConnectionServer);
+    RegistrationModel registrationModel(&foundDevicesModel, &maintenanceDevicesModel, &verificationConnectionServer,
+                                        &hierarchyListModel);
+    KeyGroupToBeUnregisteredModel keyGroupModel(&verificationConnectionServer);
+    CertificatesTableModel certificatesTableModel(&registrationModel, &keyGroupModel, &verificationConnectionServer);
+    InstallationModel installationModel(&certificatesTableModel, &hierarchyListModel);
+    HarrierRegistration harrierRegistration(&verificationConnectionServer, &certificatesTableModel, &keyGroupModel);
+    QmlTypes::registerHierarchyItemModel();
 
     // The aggregate reaches the models only through this signal.
     QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &versionVerifier, &VersionVerifier::setPtrOrvane);
+    QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &proxyConfigModel, &ProxyConfigModel::setPtrOrvane);
+    QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &hierarchyListModel, &HierarchyListModel::setPtrOrvane);
+    QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &foundDevicesModel, &FoundDevicesModel::setPtrOrvane);
+    QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &maintenanceDevicesModel, &MaintenanceDevicesModel::setPtrOrvane);
+    QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &registrationModel, &RegistrationModel::setPtrOrvane);
+    QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &keyGroupModel, &KeyGroupToBeUnregisteredModel::setPtrOrvane);
+    QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &certificatesTableModel, &CertificatesTableModel::setPtrOrvane);
+    QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &harrierRegistration, &HarrierRegistration::setPtrOrvane);
     QObject::connect(&installationModel, &InstallationModel::ptrOrvaneChanged, &installationModel, &InstallationModel::setPtrOrvane);
 
     // Loading and filling in missing authorisation modes may talk to the
@@ -56,13 +83,27 @@ int Application::run(int argc, char** argv)
     emit installationModel.ptrOrvaneChanged(orvane.get());
 
     versionVerifier.setCurrentVersion(kVersion);
+    // The first listing runs in the background; a failure to start it only
+    // leaves the list as the identity document has it.
+    try {
+        certificatesTableModel.updateCertificates();
+    } catch (...) {
+    }
     FontFamilies::registerSubstitutes();
 
     QQmlApplicationEngine engine;
     QQmlContext* context = engine.rootContext();
     context->setContextProperty(QStringLiteral("versionVerifier"), &versionVerifier);
+    context->setContextProperty(QStringLiteral("proxyConfigModel"), &proxyConfigModel);
+    context->setContextProperty(QStringLiteral("keyGroupToBeUnregisteredModel"), &keyGroupModel);
+    context->setContextProperty(QStringLiteral("certificatesTableModel"), &certificatesTableModel);
+    context->setContextProperty(QStringLiteral("foundDevicesModel"), &foundDevicesModel);
     context->setContextProperty(QStringLiteral("installationModel"), &installationModel);
+    context->setContextProperty(QStringLiteral("registrationModel"), &registrationModel);
+    context->setContextProperty(QStringLiteral("maintenanceDeviceModel"), &maintenanceDevicesModel);
     context->setContextProperty(QStringLiteral("verificationConnectionServer"), &verificationConnectionServer);
+    context->setContextProperty(QStringLiteral("hierarchyListModel"), &hierarchyListModel);
+    context->setContextProperty(QStringLiteral("harrierRegistration"), &harrierRegistration);
     engine.load(QUrl(QStringLiteral("qrc:/main.qml")));
 
     const QWindowList windows = QGuiApplication::allWindows();

@@ -1,7 +1,7 @@
 // Finding an identity's phones, having them approve this computer, removing
 // phones, against the sandbox; every wait on the fake clock.
 
-#include "tests/protocol/ProtocolSupport.h"
+#include "tests/mock/ProtocolSupport.h"
 
 #include "model/keys/Device.h"
 #include "model/kestrel/KestrelAuthorization.h"

@@ -1,7 +1,7 @@
 // orvanectl's service commands: as real processes for those that do not
 // wait, in-process on the fake clock for the ones that poll a phone.
 
-#include "tests/protocol/ProtocolSupport.h"
+#include "tests/mock/ProtocolSupport.h"
 
 #include "app/ctl/DeviceCommands.h"
 #include "app/ctl/SignCommand.h"

@@ -4,7 +4,7 @@
 // installer's switches as real processes: "/i" after a change at the service,
 // "/u" at removal.
 
-#include "tests/protocol/ProtocolSupport.h"
+#include "tests/mock/ProtocolSupport.h"
 
 #include "model/kestrel/KestrelAuthorization.h"
 #include "config/ApplicationPaths.h"

@@ -1,6 +1,6 @@
 // Enrolment of a computer and the hierarchy catalogue, against the sandbox.
 
-#include "tests/protocol/ProtocolSupport.h"
+#include "tests/mock/ProtocolSupport.h"
 
 #include "model/kestrel/KestrelEnrolment.h"
 #include "model/service/ServiceExchange.h"

@@ -1,7 +1,7 @@
 // Harrier accounts: login and registration of this computer, the
 // authorisation mode, wallet listings and invalidation, against the sandbox.
 
-#include "tests/protocol/ProtocolSupport.h"
+#include "tests/mock/ProtocolSupport.h"
 
 #include "model/identity/ActiveInstallationNotFound.h"
 #include "model/harrier/HarrierCalls.h"

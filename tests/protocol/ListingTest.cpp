@@ -1,7 +1,7 @@
 // Certificate listings of both kinds of key group and the refresh of the
 // identity that saves and publishes them, against the sandbox.
 
-#include "tests/protocol/ProtocolSupport.h"
+#include "tests/mock/ProtocolSupport.h"
 
 #include "model/keys/Device.h"
 #include "model/kestrel/KestrelAuthorization.h"

@@ -2,7 +2,7 @@
 // through Kestrel and a cloud key through Harrier, each checked with the
 // openssl tool against the key's certificate.
 
-#include "tests/protocol/ProtocolSupport.h"
+#include "tests/mock/ProtocolSupport.h"
 
 #include "model/identity/BaseException.h"
 #include "model/keys/Device.h"

@@ -1,6 +1,7 @@
 #include "ui/models/BackgroundTask.h"
 #include "ui/models/WaitingList.h"
 #include "ui/models/WorkerReport.h"
+#include "tests/uimodels/ModelTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -79,19 +80,25 @@ TEST(BackgroundTaskSlot, WaitForLastWaitsForTheRunningTask)
     EXPECT_TRUE(done.load());
 }
 
-TEST(WaitingListIdiom, EmptyTextRestartsAsOneLineEndAndNamesAppend)
+TEST(WaitingListIdiom, EmptyTextRestartsAsOneLineEndAndNamesAppendOnTheOwnersThread)
 {
-    int notified = 0;
-    WaitingList list([&] { ++notified; });
-    list.addWaiting(QString());
-    EXPECT_EQ(list.text(), QStringLiteral("\n"));
-    EXPECT_EQ(list.text().size(), 1);
-    list.addWaiting(QStringLiteral("Celular da Ana"));
-    list.addWaiting(QStringLiteral("Moto G"));
-    EXPECT_EQ(list.text(), QStringLiteral("\nCelular da Ana\nMoto G\n"));
-    list.addWaiting(QString());  // a new wait starts over
-    EXPECT_EQ(list.text(), QStringLiteral("\n"));
-    EXPECT_EQ(notified, 4);
+    QObject owner;
+    std::vector<QString> announced;
+    WaitingList list(&owner, [&] { announced.push_back(list.text()); });
+    // Added from a worker, as the device waits do; nothing changes until the
+    // owner's thread takes the calls, in order.
+    BackgroundTask::start([&] {
+        list.addWaiting(QString());
+        list.addWaiting(QStringLiteral("Celular da Ana"));
+        list.addWaiting(QStringLiteral("Moto G"));
+        list.addWaiting(QString());  // a new wait starts over
+    });
+    BackgroundTask::waitForLast();
+    EXPECT_TRUE(list.text().isEmpty());
+    orvane::test::settle();
+    EXPECT_EQ(announced, (std::vector<QString>{QStringLiteral("\n"), QStringLiteral("\nCelular da Ana\n"),
+                                               QStringLiteral("\nCelular da Ana\nMoto G\n"),
+                                               QStringLiteral("\n")}));
 }
 
 TEST(WorkerReportOrder, OfflineThenErrorThenFinished)

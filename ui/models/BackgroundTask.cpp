@@ -1,5 +1,6 @@
 #include "ui/models/BackgroundTask.h"
 
+#include <chrono>
 #include <future>
 #include <utility>
 
@@ -28,4 +29,9 @@ void BackgroundTask::waitForLast()
 {
     if (slot().valid())
         slot().wait();
+}
+
+bool BackgroundTask::lastEnded()
+{
+    return !slot().valid() || slot().wait_for(std::chrono::seconds(0)) == std::future_status::ready;
 }

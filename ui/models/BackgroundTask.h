@@ -19,4 +19,6 @@ public:
     // Waits for the task in the slot, if there is one. The slot itself also
     // waits when it is destroyed at the end of the process.
     static void waitForLast();
+    // Whether the task in the slot, if any, has ended; never waits.
+    static bool lastEnded();
 };

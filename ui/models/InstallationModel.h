@@ -5,8 +5,17 @@
 namespace orvane::model { class Orvane; }
 using orvane::model::Orvane;
 
+#include "ui/models/WorkerShutdown.h"
+
 #include <QObject>
 #include <QString>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+class HierarchyListModel;
 
 // Backs the first-run form: the names this computer will be registered under,
 // and whether an installation exists, which decides the main screen shown.
@@ -19,7 +28,21 @@ class InstallationModel : public QObject {
     Q_PROPERTY(QString errorServer READ getErrorServer WRITE setErrorServer NOTIFY errorChanged)
 
 public:
-    explicit InstallationModel(QObject* parent = nullptr);
+    // `certificatesTable` is the certificates table model: its
+    // offLineServer(bool) signal raises the offline banner when the service
+    // cannot be reached. Both models must outlive this one; either may be
+    // null where a test needs neither.
+    explicit InstallationModel(QObject* certificatesTable = nullptr, HierarchyListModel* hierarchyList = nullptr,
+                               QObject* parent = nullptr);
+    // Waits for a registration still under way: the aggregates it makes
+    // belong to this model.
+    ~InstallationModel() override;
+
+    // How openFaqKestrel shows a page: the program gives the desktop's way
+    // of opening a URL (QDesktopServices::openUrl), which this layer cannot
+    // reach.
+    using UrlOpener = std::function<bool(const QUrl&)>;
+    void setUrlOpener(UrlOpener opener) { urlOpener_ = std::move(opener); }
 
 public slots:
     // Read afresh on every call: the identity file may have been written by
@@ -36,10 +59,19 @@ public slots:
     QString getErrorServer() const;
     void setErrorServer(const QString& value);
 
+    // Registers this computer with the Kestrel service under the names of
+    // the form, a blank one replaced by its default; ends with
+    // ptrOrvaneChanged and setupNewConfigurationFinished, also on failure.
+    void setupNewConfiguration();
     void reloadConfig();
+    // Opens the help page that ships with the program.
+    void openFaqKestrel();
     void installationNameLeftBlank();
     void userNameLeftBlank();
     void domainNameLeftBlank();
+    // After a registration, fills the hierarchy list of the new
+    // installation; nothing when the registration failed.
+    void afterSetupConfiguration();
     // Keeps the aggregate every model shares; null until an installation exists.
     void setPtrOrvane(Orvane* ptrOrvane);
 
@@ -53,7 +85,14 @@ signals:
 private:
     void fillDefault(std::wstring& field, const wchar_t* fallback);
 
+    QObject* certificatesTable_;
+    HierarchyListModel* hierarchyList_;
     orvane::model::DesktopInfo desktopInfo_;
     QString errorServer_;
     Orvane* orvane_ = nullptr;
+    // The aggregates the registrations made; every model points into them
+    // until the end of the program.
+    std::vector<std::shared_ptr<Orvane>> created_;
+    UrlOpener urlOpener_;
+    WorkerShutdown shutdown_;
 };

@@ -35,6 +35,8 @@ TestCase {
         verify(window !== null)
         tryCompare(window, "visible", true)
         waitForRendering(window.contentItem)
+        // The models outlive each window: start every window online.
+        verificationConnectionServer.setOffLine(false)
     }
 
     function cleanupTestCase() {

@@ -9,8 +9,13 @@ ListTestCase {
 
     function init() {
         showList()
-        registrationModel.resetThisModel()
+    }
+
+    // Any error report turns the search button on; the search test needs
+    // the reports of earlier tests gone before it starts.
+    function cleanup() {
         foundDevicesModel.resetError()
+        registrationModel.errorMessage = ""
     }
 
     function test_aFreshListLandsOnThePicker() {
@@ -19,20 +24,26 @@ ListTestCase {
         waitForFrame("additionFormFrame", "on")
         mouseClick(item("kestrelCard"))
         compare(list.currentStep, 1)
+        // No hierarchy is known in these folders, so no identity is valid.
+        var search = item("searchButton")
+        verify(!search.enabled)
         list.currentStep = 0
         mouseClick(item("harrierCard"))
         compare(list.currentStep, 11)
         list.currentStep = 0
         mouseClick(item("pickerBackButton"))
         compare(item("additionFormFrame").state, "off")
+        // Leaving resets the search model, and its report turns the search
+        // button on for good, identity or not.
+        verify(search.enabled)
     }
 
-    function test_searchFollowsTheModelsReportsAfterItsFirstUse() {
+    function test_searchErrorShowsAndTheSearchEndsOnTheDevicePage() {
         waitForFrame("additionFormFrame", "on")
         list.currentStep = 1
+        // As the click leaves it, until the model reports.
         var search = item("searchButton")
-        // No hierarchy is known yet, so no identity is valid.
-        verify(!search.enabled)
+        search.enabled = false
         registrationModel.errorMessage = "Identidade desconhecida"
         registrationModel.errorChanged()
         verify(search.enabled)

@@ -20,6 +20,8 @@ ListTestCase {
         registrationModel.resetThisModel()
         if (item("tabsMaintenanceFrame").state === "on")
             mouseClick(item("maintenanceClose"))
+        // Until it is gone, the frame's tabs lie over the tool bar.
+        waitForFrame("tabsMaintenanceFrame", "off")
     }
 
     function test_maintenancePagesFollowTheModel() {
@@ -55,7 +57,6 @@ ListTestCase {
         compare(item("tabsMaintenanceFrame").state, "off")
         compare(tabs.maintenanceDevicesStep, 0)
         compare(list.tabsMaintenanceStep, 0)
-        verify(item("removalListView").visible)
     }
 
     function test_closingFromAnyPageStartsOverWithAnEmptyForm() {

@@ -1,9 +1,9 @@
 #pragma once
 
-// What the protocol suites share: one sandbox for the whole test program
-// (started before the first case, with the agent's configuration pointing at
-// it), a clock that runs waits in no time, and an enrolled identity to start
-// from.
+// What the suites that talk to the sandbox share: one sandbox for the whole
+// test program (started before the first case, with the agent's
+// configuration pointing at it), a clock that runs waits in no time, and an
+// enrolled identity to start from.
 
 #include "model/service/Clock.h"
 #include "model/identity/Orvane.h"

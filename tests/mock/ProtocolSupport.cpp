@@ -1,4 +1,4 @@
-#include "tests/protocol/ProtocolSupport.h"
+#include "tests/mock/ProtocolSupport.h"
 
 #include "config/ApplicationPaths.h"
 #include "config/TextCodec.h"
