@@ -5,11 +5,15 @@ Column {
     id: button
     property string imageFile
     property string description
+    property int iconWidth: 20
+    property int iconHeight: 20
     signal clicked()
     signal cursorInside(bool isCursorInside)
 
     Image {
         anchors.horizontalCenter: parent.horizontalCenter
+        width: button.iconWidth
+        height: button.iconHeight
         source: button.imageFile
         MouseArea {
             anchors.fill: parent

@@ -12,6 +12,9 @@ Item {
         width: frame.width
         height: frame.height
         y: -frame.height
+        // Fully retracted, the panel leaves the focus chain, so Tab never
+        // lands on a field of a frame that is out of sight.
+        visible: y > -frame.height
         color: "#E0FFFFFF"
         border.width: 1
         border.color: "#CCC"

@@ -1,45 +1,8 @@
 import QtQuick 2.7
 import QtTest 1.1
 
-TestCase {
-    id: testCase
+WindowTestCase {
     name: "MainWindow"
-    when: windowShown
-
-    property var window: null
-
-    function findChild(item, name) {
-        if (!item)
-            return null
-        if (item.objectName === name)
-            return item
-        var children = item.children !== undefined ? item.children : []
-        for (var i = 0; i < children.length; ++i) {
-            var found = findChild(children[i], name)
-            if (found)
-                return found
-        }
-        return null
-    }
-
-    function item(name) {
-        var found = findChild(window.contentItem, name)
-        verify(found !== null, "no item named " + name)
-        return found
-    }
-
-    function initTestCase() {
-        var component = Qt.createComponent("qrc:/main.qml")
-        compare(component.status, Component.Ready, component.errorString())
-        window = component.createObject(null)
-        verify(window !== null)
-        tryCompare(window, "visible", true)
-        waitForRendering(window.contentItem)
-    }
-
-    function cleanupTestCase() {
-        window.destroy()
-    }
 
     function test_frame() {
         compare(window.width, 1000)
