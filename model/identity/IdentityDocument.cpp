@@ -16,13 +16,22 @@ namespace {
 // normalising them would turn "\r\n" into "\n").
 constexpr unsigned kParseOptions = (pugi::parse_default | pugi::parse_ws_pcdata_single) & ~pugi::parse_eol;
 
+void requireParsed(const pugi::xml_parse_result& result)
+{
+    if (!result)
+        throw BaseException(std::string("Erro ao carregar arquivo de configuração: ") + result.description());
+}
+
 } // namespace
 
 void loadIdentityDocument(pugi::xml_document& document, const std::string& path)
 {
-    const pugi::xml_parse_result result = document.load_file(path.c_str(), kParseOptions);
-    if (!result)
-        throw BaseException(std::string("Erro ao carregar arquivo de configuração: ") + result.description());
+    requireParsed(document.load_file(path.c_str(), kParseOptions));
+}
+
+void parseIdentityDocument(pugi::xml_document& document, const std::string& bytes)
+{
+    requireParsed(document.load_buffer(bytes.data(), bytes.size(), kParseOptions));
 }
 
 bool identityDocumentParses(const std::string& path)
