@@ -1,10 +1,10 @@
 // The header block of an answer, one line at a time as libcurl hands it
 // over: the freshness that Cache-Control grants, and the Last-Modified mark,
 // which must come back unchanged from the identity document.
-#include "config/TextCodec.h"
 #include "model/catalogue/HierarchyCatalogue.h"
 #include "model/identity/IdentityDocument.h"
 #include "net/DocumentPosting.h"
+#include "net/HttpClientDownloaderImpl.h"
 #include "net/curl/CurlRequest.h"
 
 #include <cstdint>
@@ -20,7 +20,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::string value;
         if (!valmora::net::CurlRequest::splitHeaderLine(line + "\n", name, value))
             continue;
-        const std::wstring text = orvane::model::widenBytes(value);
+        const std::wstring text = valmora::net::HttpClientDownloaderImpl::headerValue(value);
         if (name == "cache-control") {
             std::int64_t seconds = -1;
             valmora::net::readFreshness(text, seconds);

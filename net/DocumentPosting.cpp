@@ -7,8 +7,6 @@
 #include "signer/Exceptions.h"
 #include "signer/SystemRepository.h"
 
-#include <boost/lexical_cast.hpp>
-
 #include <algorithm>
 #include <regex>
 #include <sstream>
@@ -181,8 +179,16 @@ void readFreshness(const std::wstring& cacheControl, std::int64_t& freshnessSeco
 {
     static const std::wregex maxAge(L"max-age=(\\d+)");
     std::wsmatch match;
-    if (std::regex_search(cacheControl, match, maxAge))
-        freshnessSeconds = boost::lexical_cast<std::int64_t>(match[1].str());
+    if (!std::regex_search(cacheControl, match, maxAge))
+        return;
+    // As HTTP caches do, a number of seconds too large to hold counts as
+    // 2^31: a server's typo must not fail the call, and the expiry time that
+    // callers add it to stays far from overflowing.
+    constexpr std::int64_t longest = std::int64_t(1) << 31;
+    std::int64_t seconds = 0;
+    for (const wchar_t digit : match[1].str())
+        seconds = std::min(seconds * 10 + (digit - L'0'), longest);
+    freshnessSeconds = seconds;
 }
 
 void flattenDocument(std::ostream& out, const Json::Value& document)

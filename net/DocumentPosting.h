@@ -69,7 +69,7 @@ bool parseDocument(std::istream& in, Json::Value& document, std::string& errors)
 Json::Value envelopeContent(const Json::Value& envelope);
 
 // The freshness that a Cache-Control value grants: its first max-age, in
-// seconds. Left as it is when the value has none.
+// seconds, at most 2^31. Left as it is when the value has none.
 void readFreshness(const std::wstring& cacheControl, std::int64_t& freshnessSeconds);
 
 } // namespace valmora::net

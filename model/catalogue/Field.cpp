@@ -3,6 +3,8 @@
 #include "model/service/JsonFields.h"
 #include "model/identity/XmlNodes.h"
 
+#include <boost/regex.hpp>
+
 #include <cwctype>
 #include <regex>
 
@@ -16,6 +18,33 @@ const wchar_t* const kNotNumeric = L"Caracter não-numérico digitado incorretam
 const wchar_t* const kNotAlphabetic = L"Caracter numérico digitado incorretamente na posição";
 const wchar_t* const kNotAlphanumeric = L"Caracter digitado incorretamente na posição";
 const wchar_t* const kTooLong = L"Caracteres digitados acima do permitido";
+
+// Longer than any document number the forms take; longer text is not
+// validated at all, which bounds the matching time per keystroke.
+constexpr std::size_t kLongestValidatedInput = 256;
+
+// What an invalid expression is reported as, in the standard's terms.
+std::regex_constants::error_type standardCode(boost::regex_constants::error_type code)
+{
+    namespace b = boost::regex_constants;
+    namespace s = std::regex_constants;
+    switch (code) {
+    case b::error_collate: return s::error_collate;
+    case b::error_ctype: return s::error_ctype;
+    case b::error_escape: return s::error_escape;
+    case b::error_backref: return s::error_backref;
+    case b::error_brack: return s::error_brack;
+    case b::error_paren:
+    case b::error_right_paren: return s::error_paren;
+    case b::error_brace: return s::error_brace;
+    case b::error_badbrace: return s::error_badbrace;
+    case b::error_range: return s::error_range;
+    case b::error_space: return s::error_space;
+    case b::error_complexity: return s::error_complexity;
+    case b::error_stack: return s::error_stack;
+    default: return s::error_badrepeat;
+    }
+}
 
 bool isDigit(wchar_t c)
 {
@@ -116,8 +145,24 @@ MaskResult Field::applyMask(const std::wstring& input) const
 
 bool Field::matches(const std::wstring& input) const
 {
-    const std::wregex expression(regexValidator, std::regex_constants::ECMAScript);
-    return std::regex_match(input, expression);
+    // The expression comes from the server. The standard library's matcher
+    // backtracks by recursion without bound, so a hostile expression or a
+    // long input could hang the form or overflow the stack; Boost's matcher
+    // keeps its backtracking on the heap and gives up past a fixed amount of
+    // work.
+    boost::wregex expression;
+    try {
+        expression.assign(regexValidator, boost::regex_constants::ECMAScript);
+    } catch (const boost::regex_error& error) {
+        throw std::regex_error(standardCode(error.code()));
+    }
+    if (input.size() > kLongestValidatedInput)
+        return false;
+    try {
+        return boost::regex_match(input, expression);
+    } catch (const std::runtime_error&) {
+        return false;  // too much work: the input is not taken as valid
+    }
 }
 
 bool Field::operator==(const Field& other) const

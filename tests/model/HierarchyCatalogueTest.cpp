@@ -137,6 +137,21 @@ TEST(HierarchyValidators, WholeStringEcmaScriptOverWideText)
     EXPECT_TRUE(Hierarchy{}.matchesValidators({}));
 }
 
+TEST(HierarchyValidators, HostileExpressionOrLongInputFailsWithoutHangingOrCrashing)
+{
+    // Exponential backtracking: the standard matcher ran for minutes on this.
+    EXPECT_FALSE(field(L"", L"(a|a)*b").matches(std::wstring(40, L'a')));
+    EXPECT_FALSE(field(L"", L"[^P\\s]++\\.[1v^@\\s]+").matches(L"ana.lima@exemplo.comnbr"));
+    // A repetition per character: the standard matcher's recursion ran out of
+    // stack long before this length.
+    const Field digits = field(L"", L"(\\d|x)*");
+    EXPECT_TRUE(digits.matches(std::wstring(256, L'7')));
+    EXPECT_FALSE(digits.matches(std::wstring(257, L'7')));
+    EXPECT_FALSE(digits.matches(std::wstring(200000, L'7')));
+    // The limit does not hide an invalid expression.
+    EXPECT_THROW(field(L"", L"(").matches(std::wstring(300, L'7')), std::regex_error);
+}
+
 TEST(HierarchyCatalogueJson, ReadsServiceReplyAndToleratesOddShapes)
 {
     const auto catalogue = HierarchyCatalogue::fromJson(parseJson(R"({
