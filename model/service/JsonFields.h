@@ -8,7 +8,8 @@ namespace orvane::model::json {
 
 // A member of a service reply as wide text. A missing member, a reply that is
 // no object, or a member that is an array or object reads as empty, so a
-// malformed reply degrades to empty fields instead of a failure.
+// malformed reply degrades to empty fields instead of a failure; a text that
+// is no UTF-8 reads byte for byte.
 std::wstring wideMember(const Json::Value& object, const char* name);
 // The same as UTF-8.
 std::string narrowMember(const Json::Value& object, const char* name);
