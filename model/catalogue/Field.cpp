@@ -149,10 +149,12 @@ bool Field::matches(const std::wstring& input) const
     // backtracks by recursion without bound, so a hostile expression or a
     // long input could hang the form or overflow the stack; Boost's matcher
     // keeps its backtracking on the heap and gives up past a fixed amount of
-    // work.
+    // work. As in ECMAScript, "^" and "$" hold only at the ends of the text
+    // and "." takes no line break.
+    namespace syntax = boost::regex_constants;
     boost::wregex expression;
     try {
-        expression.assign(regexValidator, boost::regex_constants::ECMAScript);
+        expression.assign(regexValidator, syntax::ECMAScript | syntax::no_mod_m | syntax::no_mod_s);
     } catch (const boost::regex_error& error) {
         throw std::regex_error(standardCode(error.code()));
     }
