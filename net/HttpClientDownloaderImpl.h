@@ -72,7 +72,7 @@ private:
     orvane::model::ProxySettings proxy_;
     std::wstring streamSubPath_;
     std::unique_ptr<HttpStream> stream_;
-    HttpClientDownloader* owner_;
+    [[maybe_unused]] HttpClientDownloader* owner_;
     std::unique_ptr<HttpSession> session_;
     std::unique_ptr<HttpConnection> connection_;
 };
