@@ -23,29 +23,6 @@ const wchar_t* const kTooLong = L"Caracteres digitados acima do permitido";
 // validated at all, which bounds the matching time per keystroke.
 constexpr std::size_t kLongestValidatedInput = 256;
 
-// What an invalid expression is reported as, in the standard's terms.
-std::regex_constants::error_type standardCode(boost::regex_constants::error_type code)
-{
-    namespace b = boost::regex_constants;
-    namespace s = std::regex_constants;
-    switch (code) {
-    case b::error_collate: return s::error_collate;
-    case b::error_ctype: return s::error_ctype;
-    case b::error_escape: return s::error_escape;
-    case b::error_backref: return s::error_backref;
-    case b::error_brack: return s::error_brack;
-    case b::error_paren:
-    case b::error_right_paren: return s::error_paren;
-    case b::error_brace: return s::error_brace;
-    case b::error_badbrace: return s::error_badbrace;
-    case b::error_range: return s::error_range;
-    case b::error_space: return s::error_space;
-    case b::error_complexity: return s::error_complexity;
-    case b::error_stack: return s::error_stack;
-    default: return s::error_badrepeat;
-    }
-}
-
 bool isDigit(wchar_t c)
 {
     return std::iswdigit(static_cast<wint_t>(c)) != 0;
@@ -145,25 +122,25 @@ MaskResult Field::applyMask(const std::wstring& input) const
 
 bool Field::matches(const std::wstring& input) const
 {
-    // The expression comes from the server. The standard library's matcher
+    // The expression comes from the server. The standard library judges it
+    // as ECMAScript: an invalid one raises std::regex_error, and one that
+    // would need too many states is refused so. Its matcher, though,
     // backtracks by recursion without bound, so a hostile expression or a
-    // long input could hang the form or overflow the stack; Boost's matcher
-    // keeps its backtracking on the heap and gives up past a fixed amount of
-    // work. As in ECMAScript, "^" and "$" hold only at the ends of the text
-    // and "." takes no line break.
-    namespace syntax = boost::regex_constants;
-    boost::wregex expression;
-    try {
-        expression.assign(regexValidator, syntax::ECMAScript | syntax::no_mod_m | syntax::no_mod_s);
-    } catch (const boost::regex_error& error) {
-        throw std::regex_error(standardCode(error.code()));
-    }
+    // long input could hang the form or overflow the stack: the matching is
+    // Boost's, which keeps its backtracking on the heap and gives up past a
+    // fixed amount of work. As in ECMAScript, "^" and "$" hold only at the
+    // ends of the text and "." takes no line break.
+    const std::wregex checked(regexValidator, std::regex_constants::ECMAScript);
     if (input.size() > kLongestValidatedInput)
         return false;
+    namespace syntax = boost::regex_constants;
     try {
+        const boost::wregex expression(regexValidator, syntax::ECMAScript | syntax::no_mod_m | syntax::no_mod_s);
         return boost::regex_match(input, expression);
     } catch (const std::runtime_error&) {
-        return false;  // too much work: the input is not taken as valid
+        // Too much work, or a construct that Boost reads otherwise: the
+        // input is not taken as valid.
+        return false;
     }
 }
 
