@@ -23,6 +23,25 @@ const wchar_t* const kTooLong = L"Caracteres digitados acima do permitido";
 // validated at all, which bounds the matching time per keystroke.
 constexpr std::size_t kLongestValidatedInput = 256;
 
+// The standard library reads the numbers of an expression (back-references,
+// counts) into a long without a check, so a run of digits too long for it
+// overflows. No validator needs a number of ten digits: an expression with
+// one after a backslash, "{" or "," is refused as invalid before it gets there.
+void refuseOverlongNumbers(const std::wstring& expression)
+{
+    wchar_t before = 0;
+    std::size_t digits = 0;
+    for (const wchar_t c : expression) {
+        if (c < L'0' || c > L'9') {
+            before = c;
+            digits = 0;
+        } else if ((before == L'\\' || before == L'{' || before == L',') && ++digits > 9) {
+            throw std::regex_error(before == L'\\' ? std::regex_constants::error_backref
+                                                  : std::regex_constants::error_badbrace);
+        }
+    }
+}
+
 bool isDigit(wchar_t c)
 {
     return std::iswdigit(static_cast<wint_t>(c)) != 0;
@@ -130,6 +149,7 @@ bool Field::matches(const std::wstring& input) const
     // Boost's, which keeps its backtracking on the heap and gives up past a
     // fixed amount of work. As in ECMAScript, "^" and "$" hold only at the
     // ends of the text and "." takes no line break.
+    refuseOverlongNumbers(regexValidator);
     const std::wregex checked(regexValidator, std::regex_constants::ECMAScript);
     if (input.size() > kLongestValidatedInput)
         return false;

@@ -153,6 +153,10 @@ TEST(HierarchyValidators, HostileExpressionOrLongInputFailsWithoutHangingOrCrash
     // this comment group).
     EXPECT_THROW(field(L"", L"(").matches(std::wstring(300, L'7')), std::regex_error);
     EXPECT_THROW(field(L"", L"a++(?#x)x").matches(L"a"), std::regex_error);
+    // Numbers beyond what the standard library's reader holds.
+    EXPECT_THROW(field(L"", L"(a)\\1999999999999999999999").matches(L"a"), std::regex_error);
+    EXPECT_THROW(field(L"", L"a{1,99999999999999999999}").matches(L"a"), std::regex_error);
+    EXPECT_TRUE(field(L"", L"[0-9]{11}|12345678901234567890").matches(L"12345678901234567890"));
 }
 
 TEST(HierarchyCatalogueJson, ReadsServiceReplyAndToleratesOddShapes)
