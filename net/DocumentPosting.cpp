@@ -7,8 +7,6 @@
 #include "signer/Exceptions.h"
 #include "signer/SystemRepository.h"
 
-#include <boost/lexical_cast.hpp>
-
 #include <algorithm>
 #include <regex>
 #include <sstream>
@@ -26,13 +24,6 @@ std::string jsonText(const Json::Value& document)
 {
     const Json::StreamWriterBuilder builder;
     return Json::writeString(builder, document);
-}
-
-bool parseJson(std::istream& in, Json::Value& out, std::string& errors)
-{
-    Json::CharReaderBuilder builder;
-    builder["collectComments"] = false;
-    return Json::parseFromStream(builder, in, &out, &errors);
 }
 
 signer::Bytes bytesOf(const std::string& text)
@@ -60,14 +51,6 @@ void prepare(HttpClientDownloader& client, const std::wstring& lastModified)
         client.setIfModifiedSince(lastModified);
 }
 
-void readFreshness(const std::wstring& cacheControl, std::int64_t& freshnessSeconds)
-{
-    static const std::wregex maxAge(L"max-age=(\\d+)");
-    std::wsmatch match;
-    if (std::regex_search(cacheControl, match, maxAge))
-        freshnessSeconds = boost::lexical_cast<std::int64_t>(match[1].str());
-}
-
 // postDocument, and postAuthorizedDocument when an Authorization value is
 // given.
 DocumentOutcome postPlain(const std::wstring& url, const std::wstring* authorization, const Json::Value& request,
@@ -90,14 +73,14 @@ DocumentOutcome postPlain(const std::wstring& url, const std::wstring* authoriza
         const int status = info.httpStatus;
         std::string errors;
         if (status / 100 == 2) {
-            if (!parseJson(body, reply, errors))
+            if (!parseDocument(body, reply, errors))
                 throw signer::BaseException(errors);
             lastModified = info.lastModified;
         } else {
             // Error answers usually explain themselves in JSON; when they do
             // not, the status alone has to do.
             Json::Value answer;
-            if (parseJson(body, answer, errors))
+            if (parseDocument(body, answer, errors))
                 reply = answer;
         }
         if (status / 100 == 2 || status / 100 == 3)
@@ -144,19 +127,13 @@ DocumentOutcome postSignedEnvelope(const std::wstring& url, const std::wstring& 
         std::string errors;
         if (status / 100 == 2) {
             Json::Value answer;
-            if (!parseJson(body, answer, errors))
+            if (!parseDocument(body, answer, errors))
                 throw signer::BaseException(errors);
             lastModified = info.lastModified;
-            const std::string content = answer.isObject() ? answer.get("contentData", "").asString() : std::string();
-            std::istringstream contentStream(content);
-            Json::Value inner;
-            if (parseJson(contentStream, inner, errors))
-                reply = inner;
-            else
-                reply = Json::Value(content);
+            reply = envelopeContent(answer);
         } else {
             Json::Value answer;
-            if (parseJson(body, answer, errors))
+            if (parseDocument(body, answer, errors))
                 reply = answer;
         }
         return {0, static_cast<std::uint16_t>(status)};
@@ -178,6 +155,40 @@ std::wstring makeBearerToken(const Json::Value& request, const std::wstring& key
     std::ostringstream flattened;
     flattenDocument(flattened, request);
     return orvane::model::fromUtf8(signer::base64Encode(sign(flattened.str(), keyName)));
+}
+
+bool parseDocument(std::istream& in, Json::Value& document, std::string& errors)
+{
+    Json::CharReaderBuilder builder;
+    builder["collectComments"] = false;
+    return Json::parseFromStream(builder, in, &document, &errors);
+}
+
+Json::Value envelopeContent(const Json::Value& envelope)
+{
+    const std::string content = envelope.isObject() ? envelope.get("contentData", "").asString() : std::string();
+    std::istringstream contentStream(content);
+    Json::Value inner;
+    std::string errors;
+    if (parseDocument(contentStream, inner, errors))
+        return inner;
+    return Json::Value(content);
+}
+
+void readFreshness(const std::wstring& cacheControl, std::int64_t& freshnessSeconds)
+{
+    static const std::wregex maxAge(L"max-age=(\\d+)");
+    std::wsmatch match;
+    if (!std::regex_search(cacheControl, match, maxAge))
+        return;
+    // As HTTP caches do, a number of seconds too large to hold counts as
+    // 2^31: a server's typo must not fail the call, and the expiry time that
+    // callers add it to stays far from overflowing.
+    constexpr std::int64_t longest = std::int64_t(1) << 31;
+    std::int64_t seconds = 0;
+    for (const wchar_t digit : match[1].str())
+        seconds = std::min(seconds * 10 + (digit - L'0'), longest);
+    freshnessSeconds = seconds;
 }
 
 void flattenDocument(std::ostream& out, const Json::Value& document)

@@ -60,4 +60,16 @@ std::wstring makeBearerToken(const Json::Value& request, const std::wstring& key
 // contributes nothing.
 void flattenDocument(std::ostream& out, const Json::Value& document);
 
+// How every answer body is read: JsonCpp's reader without comments. False,
+// with the reader's text in `errors`, when the body is no JSON.
+bool parseDocument(std::istream& in, Json::Value& document, std::string& errors);
+
+// The reply that a 2xx envelope carries: its "contentData" parsed, or, when
+// that is no JSON, a JSON string holding the text itself.
+Json::Value envelopeContent(const Json::Value& envelope);
+
+// The freshness that a Cache-Control value grants: its first max-age, in
+// seconds, at most 2^31. Left as it is when the value has none.
+void readFreshness(const std::wstring& cacheControl, std::int64_t& freshnessSeconds);
+
 } // namespace valmora::net

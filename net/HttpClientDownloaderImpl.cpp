@@ -6,6 +6,7 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/lexical_cast.hpp>
 
+#include <algorithm>
 #include <regex>
 #include <stdexcept>
 
@@ -19,15 +20,25 @@ const wchar_t* const agentName = L"Orvane_Provider";
 // absent rather than cut.
 constexpr std::size_t longestHeaderValue = 8184;
 
-std::wstring headerValue(const HttpRequest& request, const char* name)
+bool isControl(char c)
 {
-    const std::optional<std::string> value = request.header(name);
-    if (!value || value->size() > longestHeaderValue)
-        return {};
-    return orvane::model::widenBytes(*value);
+    const auto byte = static_cast<unsigned char>(c);
+    return (byte < 0x20 && c != '\t') || byte == 0x7F;
+}
+
+std::wstring responseHeader(const HttpRequest& request, const char* name)
+{
+    return HttpClientDownloaderImpl::headerValue(request.header(name));
 }
 
 } // namespace
+
+std::wstring HttpClientDownloaderImpl::headerValue(const std::optional<std::string>& value)
+{
+    if (!value || value->size() > longestHeaderValue || std::any_of(value->begin(), value->end(), isControl))
+        return {};
+    return orvane::model::widenBytes(*value);
+}
 
 HttpClientDownloaderImpl::HttpClientDownloaderImpl(HttpClientDownloader* owner, const std::wstring& url,
                                                    std::uint32_t timeout, bool followRedirects)
@@ -167,7 +178,7 @@ HttpResponseInfo HttpClientDownloaderImpl::responseInfo()
     if (!request)
         return info;
 
-    const std::wstring length = headerValue(*request, "Content-Length");
+    const std::wstring length = responseHeader(*request, "Content-Length");
     if (!length.empty()) {
         try {
             info.contentLength = static_cast<std::int32_t>(boost::lexical_cast<std::uint32_t>(length));
@@ -175,10 +186,10 @@ HttpResponseInfo HttpClientDownloaderImpl::responseInfo()
             info.contentLength = 0;
         }
     }
-    info.lastModified = headerValue(*request, "Last-Modified");
-    info.location = headerValue(*request, "Location");
+    info.lastModified = responseHeader(*request, "Last-Modified");
+    info.location = responseHeader(*request, "Location");
     info.httpStatus = static_cast<std::int32_t>(request->status());
-    info.cacheControl = headerValue(*request, "Cache-Control");
+    info.cacheControl = responseHeader(*request, "Cache-Control");
     return info;
 }
 

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,11 @@ public:
     // The URL's path and a sub-path, with one "/" between them when needed.
     static std::wstring joinPath(const std::wstring& path, const std::wstring& subPath);
 
+    // The text of an answer's header for the response facts. Absent, too
+    // long to be read, or holding control characters that no header value
+    // may hold (and that the identity document could not keep): empty.
+    static std::wstring headerValue(const std::optional<std::string>& value);
+
 private:
     void setUp();
     bool proxyModeInUse() const;
@@ -66,7 +72,7 @@ private:
     orvane::model::ProxySettings proxy_;
     std::wstring streamSubPath_;
     std::unique_ptr<HttpStream> stream_;
-    HttpClientDownloader* owner_;
+    [[maybe_unused]] HttpClientDownloader* owner_;
     std::unique_ptr<HttpSession> session_;
     std::unique_ptr<HttpConnection> connection_;
 };

@@ -39,6 +39,24 @@ std::string computeFingerprint(const X509* certificate)
     return hexWithBlanks(buffer, length);
 }
 
+// OpenSSL takes some encodings that are no DER and writes them out in a form
+// that it cannot read again. What the agent keeps of a certificate is that
+// written form (the identity document, the certificate store), so such a
+// certificate would be lost at the next start: it is refused on arrival.
+bool readsBack(const X509* certificate, const std::string& fingerprint)
+{
+    unsigned char* der = nullptr;
+    const int length = i2d_X509(certificate, &der);
+    OpensslBytesPtr owner(der);
+    const unsigned char* cursor = der;
+    const X509Ptr again(length > 0 ? d2i_X509(nullptr, &cursor, length) : nullptr);
+    if (!again) {
+        ERR_clear_error();
+        return false;
+    }
+    return computeFingerprint(again.get()) == fingerprint;
+}
+
 // Decodes the first extension of a type, or nothing. Unlike
 // X509_get_ext_d2i this does not give up when a type appears twice.
 void* decodeFirstExtension(const X509* certificate, int nid)
@@ -154,8 +172,11 @@ Certificate Certificate::fromText(const std::string& text)
         BioPtr bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
         if (bio) {
             if (X509* parsed = PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr)) {
-                ERR_pop_to_mark();
-                return Certificate(std::make_shared<CertificateImpl>(X509Ptr(parsed)));
+                auto impl = std::make_shared<CertificateImpl>(X509Ptr(parsed));
+                if (readsBack(impl->x509.get(), impl->fingerprint)) {
+                    ERR_pop_to_mark();
+                    return Certificate(std::move(impl));
+                }
             }
         }
     }
@@ -186,7 +207,10 @@ Certificate Certificate::fromDer(const unsigned char* bytes, std::size_t length)
         ERR_clear_error();
         return Certificate();
     }
-    return Certificate(std::make_shared<CertificateImpl>(X509Ptr(parsed)));
+    auto impl = std::make_shared<CertificateImpl>(X509Ptr(parsed));
+    if (!readsBack(impl->x509.get(), impl->fingerprint))
+        return Certificate();
+    return Certificate(std::move(impl));
 }
 
 Certificate Certificate::fromDer(const Bytes& bytes) { return fromDer(bytes.data(), bytes.size()); }

@@ -3,6 +3,8 @@
 #include "model/service/JsonFields.h"
 #include "model/identity/XmlNodes.h"
 
+#include <boost/regex.hpp>
+
 #include <cwctype>
 #include <regex>
 
@@ -16,6 +18,29 @@ const wchar_t* const kNotNumeric = L"Caracter não-numérico digitado incorretam
 const wchar_t* const kNotAlphabetic = L"Caracter numérico digitado incorretamente na posição";
 const wchar_t* const kNotAlphanumeric = L"Caracter digitado incorretamente na posição";
 const wchar_t* const kTooLong = L"Caracteres digitados acima do permitido";
+
+// Longer than any document number the forms take; longer text is not
+// validated at all, which bounds the matching time per keystroke.
+constexpr std::size_t kLongestValidatedInput = 256;
+
+// The standard library reads the numbers of an expression (back-references,
+// counts) into a long without a check, so a run of digits too long for it
+// overflows. No validator needs a number of ten digits: an expression with
+// one after a backslash, "{" or "," is refused as invalid before it gets there.
+void refuseOverlongNumbers(const std::wstring& expression)
+{
+    wchar_t before = 0;
+    std::size_t digits = 0;
+    for (const wchar_t c : expression) {
+        if (c < L'0' || c > L'9') {
+            before = c;
+            digits = 0;
+        } else if ((before == L'\\' || before == L'{' || before == L',') && ++digits > 9) {
+            throw std::regex_error(before == L'\\' ? std::regex_constants::error_backref
+                                                  : std::regex_constants::error_badbrace);
+        }
+    }
+}
 
 bool isDigit(wchar_t c)
 {
@@ -116,8 +141,27 @@ MaskResult Field::applyMask(const std::wstring& input) const
 
 bool Field::matches(const std::wstring& input) const
 {
-    const std::wregex expression(regexValidator, std::regex_constants::ECMAScript);
-    return std::regex_match(input, expression);
+    // The expression comes from the server. The standard library judges it
+    // as ECMAScript: an invalid one raises std::regex_error, and one that
+    // would need too many states is refused so. Its matcher, though,
+    // backtracks by recursion without bound, so a hostile expression or a
+    // long input could hang the form or overflow the stack: the matching is
+    // Boost's, which keeps its backtracking on the heap and gives up past a
+    // fixed amount of work. As in ECMAScript, "^" and "$" hold only at the
+    // ends of the text and "." takes no line break.
+    refuseOverlongNumbers(regexValidator);
+    const std::wregex checked(regexValidator, std::regex_constants::ECMAScript);
+    if (input.size() > kLongestValidatedInput)
+        return false;
+    namespace syntax = boost::regex_constants;
+    try {
+        const boost::wregex expression(regexValidator, syntax::ECMAScript | syntax::no_mod_m | syntax::no_mod_s);
+        return boost::regex_match(input, expression);
+    } catch (const std::runtime_error&) {
+        // Too much work, or a construct that Boost reads otherwise: the
+        // input is not taken as valid.
+        return false;
+    }
 }
 
 bool Field::operator==(const Field& other) const

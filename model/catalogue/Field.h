@@ -27,7 +27,8 @@ struct Field {
     MaskResult applyMask(const std::wstring& input) const;
     // Whether the whole input matches `regexValidator` (ECMAScript). The
     // expression is compiled on each call; an invalid one raises
-    // std::regex_error.
+    // std::regex_error. An input longer than any document number, or one
+    // that would take the matcher too much work, does not match.
     bool matches(const std::wstring& input) const;
 
     bool operator==(const Field& other) const;

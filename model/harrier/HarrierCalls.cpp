@@ -59,13 +59,19 @@ LoginResult loginHarrier(const UserCredentials& credentials)
     std::int64_t freshness = 0;
     const auto outcome = valmora::net::postDocument(harrierUrl(L"/api/manager/usuarios/login/usrsenha"),
                                                     request, reply, mark, freshness);
-    LoginResult result;
     if (outcome.offline) {
+        LoginResult result;
         result.message = "harrier offline";
         result.status = 1;
         return result;
     }
-    if (isSuccessStatus(outcome.httpStatus)) {
+    return readLoginAnswer(reply, outcome.httpStatus);
+}
+
+LoginResult readLoginAnswer(const Json::Value& reply, int httpStatus)
+{
+    LoginResult result;
+    if (isSuccessStatus(httpStatus)) {
         auto installation = std::make_shared<HarrierInstallation>();
         installation->userId = json::wideMember(reply, "id");
         installation->userName = json::wideMember(reply, "nome");
@@ -78,7 +84,7 @@ LoginResult loginHarrier(const UserCredentials& credentials)
     }
     const Json::Value& message = json::member(reply, "message");
     result.message = message.isString() ? message.asString()
-                                         : "harrier respondeu com status " + std::to_string(outcome.httpStatus);
+                                         : "harrier respondeu com status " + std::to_string(httpStatus);
     return result;
 }
 

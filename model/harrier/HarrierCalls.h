@@ -9,6 +9,8 @@
 #include "model/harrier/UserCredentials.h"
 #include "config/DesktopInfo.h"
 
+#include <json/value.h>
+
 #include <string>
 
 namespace orvane::model {
@@ -21,6 +23,8 @@ namespace orvane::model {
 // Login with e-mail, access address and password. A refused password is no
 // connection failure: status 0 with the service's message.
 LoginResult loginHarrier(const UserCredentials& credentials);
+// What an answer of the login says, once the service was reached.
+LoginResult readLoginAnswer(const Json::Value& reply, int httpStatus);
 
 // Registers this computer under the login's token, handing over the public
 // key of `keyName`. On success the installation gets its desktop code and

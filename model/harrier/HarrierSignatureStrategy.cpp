@@ -78,12 +78,18 @@ SessionOpening HarrierSignatureStrategy::openSession(const std::wstring& keyName
     std::wstring mark;
     const auto outcome = valmora::net::postBearerSigned(harrierUrl(L"/api/signature/tokensessao"),
                                                         credentials->keyName, request, reply, mark);
-    SessionOpening result;
     if (outcome.offline) {
+        SessionOpening result;
         result.status = 1;
         return result;
     }
-    if (isSuccessStatus(outcome.httpStatus)) {
+    return readSessionAnswer(reply, outcome.httpStatus);
+}
+
+SessionOpening HarrierSignatureStrategy::readSessionAnswer(const Json::Value& reply, int httpStatus)
+{
+    SessionOpening result;
+    if (isSuccessStatus(httpStatus)) {
         if (isTrue(json::member(reply, "status")))
             result.token = json::wideMember(reply, "token");
         else
@@ -91,7 +97,7 @@ SessionOpening HarrierSignatureStrategy::openSession(const std::wstring& keyName
         return result;
     }
     const Json::Value& message = json::member(reply, "message");
-    result.message = "Abertura de sessão não realizada. Erro HTTP(" + std::to_string(outcome.httpStatus)
+    result.message = "Abertura de sessão não realizada. Erro HTTP(" + std::to_string(httpStatus)
         + (message.isNull() ? ")" : "): " + jsonText(message));
     return result;
 }
@@ -122,8 +128,14 @@ void HarrierSignatureStrategy::sign(const std::wstring& keyName, const std::wstr
                                                         session->keyName, request, reply, mark);
     if (outcome.offline)
         throw BaseException("Servidor está offline");
-    if (!isSuccessStatus(outcome.httpStatus))
-        throw BaseException("Assinatura não realizada. Erro HTTP(" + std::to_string(outcome.httpStatus)
+    readSignatureAnswer(reply, outcome.httpStatus, signature, signatureCapacity);
+}
+
+void HarrierSignatureStrategy::readSignatureAnswer(const Json::Value& reply, int httpStatus,
+                                                   unsigned char* signature, std::size_t signatureCapacity)
+{
+    if (!isSuccessStatus(httpStatus))
+        throw BaseException("Assinatura não realizada. Erro HTTP(" + std::to_string(httpStatus)
                             + "): " + jsonText(json::member(reply, "message")));
     if (!isTrue(json::member(reply, "status")))
         throw BaseException(textOf(json::member(reply, "message")));

@@ -2,6 +2,8 @@
 
 #include "model/service/SignatureStrategy.h"
 
+#include <json/value.h>
+
 #include <string>
 
 namespace orvane::model {
@@ -33,6 +35,13 @@ public:
               std::size_t signatureCapacity,
               UserAuthentication* authentication) override;
     std::int32_t strategyKind() const override { return Harrier; }
+
+    // What an answer of "tokensessao" says, once the service was reached.
+    static SessionOpening readSessionAnswer(const Json::Value& reply, int httpStatus);
+    // What an answer of "requestHashSessionSignature" says, once the service
+    // was reached: the signature copied into the buffer, or BaseException.
+    static void readSignatureAnswer(const Json::Value& reply, int httpStatus, unsigned char* signature,
+                                    std::size_t signatureCapacity);
 };
 
 } // namespace orvane::model

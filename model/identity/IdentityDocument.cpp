@@ -52,13 +52,22 @@ std::string protectTexts(std::string saved)
     return out;
 }
 
+void requireParsed(const pugi::xml_parse_result& result)
+{
+    if (!result)
+        throw BaseException(std::string("Erro ao carregar arquivo de configuração: ") + result.description());
+}
+
 } // namespace
 
 void loadIdentityDocument(pugi::xml_document& document, const std::string& path)
 {
-    const pugi::xml_parse_result result = document.load_file(path.c_str());
-    if (!result)
-        throw BaseException(std::string("Erro ao carregar arquivo de configuração: ") + result.description());
+    requireParsed(document.load_file(path.c_str()));
+}
+
+void parseIdentityDocument(pugi::xml_document& document, const std::string& bytes)
+{
+    requireParsed(document.load_buffer(bytes.data(), bytes.size()));
 }
 
 bool identityDocumentParses(const std::string& path)

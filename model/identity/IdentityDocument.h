@@ -15,6 +15,8 @@ namespace orvane::model {
 // "Erro ao carregar arquivo de configuração: " followed by the parser's
 // description when the file cannot be read or is no well-formed XML.
 void loadIdentityDocument(pugi::xml_document& document, const std::string& path);
+// The same over the file's bytes already in memory.
+void parseIdentityDocument(pugi::xml_document& document, const std::string& bytes);
 
 // Whether the file at `path` can be read and parses.
 bool identityDocumentParses(const std::string& path);

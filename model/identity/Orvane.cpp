@@ -22,6 +22,12 @@ std::unique_ptr<Orvane> Orvane::read(bool& dirty, const HierarchyRefresh& refres
 {
     pugi::xml_document document;
     loadIdentityDocument(document, identityFilePath());
+    return fromDocument(document, dirty, refreshActive);
+}
+
+std::unique_ptr<Orvane> Orvane::fromDocument(const pugi::xml_document& document, bool& dirty,
+                                             const HierarchyRefresh& refreshActive)
+{
     const pugi::xml_node root = document.child("Orvane");
 
     auto aggregate = std::make_unique<Orvane>();

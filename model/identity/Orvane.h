@@ -11,6 +11,8 @@
 #include "config/DesktopInfo.h"
 #include "config/ProxySettings.h"
 
+#include <pugixml.hpp>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -42,6 +44,9 @@ public:
     static std::unique_ptr<Orvane> read(bool& dirty);
     // The same with the refresh of the active installation's catalogue given.
     static std::unique_ptr<Orvane> read(bool& dirty, const HierarchyRefresh& refreshActive);
+    // What read() makes of the parsed document; no refresh when it is empty.
+    static std::unique_ptr<Orvane> fromDocument(const pugi::xml_document& document, bool& dirty,
+                                                const HierarchyRefresh& refreshActive);
     // Reads and, when the reader asks for it, writes back at once.
     static std::unique_ptr<Orvane> load();
     static std::unique_ptr<Orvane> load(const HierarchyRefresh& refreshActive);

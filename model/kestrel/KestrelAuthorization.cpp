@@ -58,6 +58,12 @@ DeviceSearchResult searchDevices(KestrelInstallation& installation, const Identi
         result.status = 1;
         return result;
     }
+    return readDeviceSearchAnswer(reply);
+}
+
+DeviceSearchResult readDeviceSearchAnswer(const Json::Value& reply)
+{
+    DeviceSearchResult result;
     if (json::narrowMember(reply, "status") == "false") {
         result.message = json::narrowMember(reply, "message");
         return result;

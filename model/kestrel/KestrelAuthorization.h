@@ -8,6 +8,8 @@
 #include "model/kestrel/KestrelInstallation.h"
 #include "model/kestrel/MaintenanceResult.h"
 
+#include <json/value.h>
+
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -25,6 +27,8 @@ class Device;
 
 // "/requestAuthorization/" without a letter: the phones of an identity.
 DeviceSearchResult searchDevices(KestrelInstallation& installation, const IdentityKey& identity);
+// What a 200 answer of that search says.
+DeviceSearchResult readDeviceSearchAnswer(const Json::Value& reply);
 
 // "/requestAuthorization/" with a letter, once for each phone, in order. A
 // phone the service does not ask is left out silently; a failure of any call

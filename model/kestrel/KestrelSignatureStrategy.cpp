@@ -101,6 +101,12 @@ bool KestrelSignatureStrategy::pollResult(const std::string& requestCode, unsign
     if (outcome.offline || outcome.httpStatus != 200)
         throw BaseException("Problema ao buscar resultado para assinatura. Erro HTTP "
                             + std::to_string(outcome.httpStatus));
+    return readPollAnswer(reply, signature, signatureCapacity);
+}
+
+bool KestrelSignatureStrategy::readPollAnswer(const Json::Value& reply, unsigned char* signature,
+                                              std::size_t signatureCapacity)
+{
     if (json::narrowMember(reply, "status") != "true")
         return false;
     const Json::Value& answers = json::member(reply, "hashArray");

@@ -3,6 +3,8 @@
 #include "model/service/Clock.h"
 #include "model/service/SignatureStrategy.h"
 
+#include <json/value.h>
+
 #include <string>
 
 namespace orvane::model {
@@ -37,6 +39,11 @@ public:
               std::size_t signatureCapacity,
               UserAuthentication* authentication) override;
     std::int32_t strategyKind() const override { return Kestrel; }
+
+    // What a 200 answer of "/isDone/" says: false while the phone has not
+    // answered; once it has, the first signature it holds is copied into
+    // the buffer (none leaves the buffer as it was).
+    static bool readPollAnswer(const Json::Value& reply, unsigned char* signature, std::size_t signatureCapacity);
 
 private:
     std::string pushHash(const std::wstring& keyName, const std::wstring& hashAlgorithm, const unsigned char* hash,

@@ -17,7 +17,7 @@ class Orvane;
 // A phone paired through the Kestrel service; its keys live on the phone.
 // Always held by a shared pointer: its key references point back to it, so
 // it is neither copied nor moved.
-class Device : public KeyGroup {
+class Device final : public KeyGroup {
 public:
     Device() = default;
     Device(const Device&) = delete;

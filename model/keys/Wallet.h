@@ -12,12 +12,12 @@
 
 namespace orvane::model {
 
-class HarrierInstallation;
+struct HarrierInstallation;
 
 // The cloud store of one Harrier account; each Harrier installation has
 // exactly one. Held by a shared pointer and never copied, since its key
 // references point back to it.
-class Wallet : public KeyGroup {
+class Wallet final : public KeyGroup {
 public:
     Wallet() = default;
     Wallet(const Wallet&) = delete;

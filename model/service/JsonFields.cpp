@@ -2,6 +2,8 @@
 
 #include "config/TextCodec.h"
 
+#include <stdexcept>
+
 namespace orvane::model::json {
 
 const Json::Value& member(const Json::Value& object, const char* name)
@@ -26,7 +28,14 @@ std::string narrowMember(const Json::Value& object, const char* name)
 
 std::wstring wideMember(const Json::Value& object, const char* name)
 {
-    return fromUtf8(narrowMember(object, name));
+    const std::string text = narrowMember(object, name);
+    try {
+        return fromUtf8(text);
+    } catch (const std::range_error&) {
+        // The JSON reader does not check the encoding of strings. A text that
+        // is no UTF-8 is shown byte for byte rather than failing the answer.
+        return widenBytes(text);
+    }
 }
 
 } // namespace orvane::model::json

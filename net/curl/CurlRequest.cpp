@@ -161,15 +161,23 @@ std::size_t CurlRequest::onHeader(char* data, std::size_t size, std::size_t coun
         request->headers_.clear();
         return size * count;
     }
-    const std::size_t colon = line.find(':');
-    if (colon != std::string::npos) {
-        std::string name = boost::algorithm::to_lower_copy(line.substr(0, colon));
-        boost::algorithm::trim(name);
-        std::string value = line.substr(colon + 1);
-        boost::algorithm::trim(value);
+    std::string name;
+    std::string value;
+    if (splitHeaderLine(line, name, value))
         request->headers_.emplace(std::move(name), std::move(value));
-    }
     return size * count;
+}
+
+bool CurlRequest::splitHeaderLine(const std::string& line, std::string& name, std::string& value)
+{
+    const std::size_t colon = line.find(':');
+    if (colon == std::string::npos)
+        return false;
+    name = boost::algorithm::to_lower_copy(line.substr(0, colon));
+    boost::algorithm::trim(name);
+    value = line.substr(colon + 1);
+    boost::algorithm::trim(value);
+    return true;
 }
 
 } // namespace valmora::net

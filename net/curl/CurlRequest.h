@@ -25,6 +25,11 @@ public:
     std::optional<std::string> header(const std::string& name) const override;
     std::size_t read(char* buffer, std::size_t size) override;
 
+    // One header line of an answer as libcurl hands it over: the name in
+    // lower case and the value, both without surrounding blanks. False for
+    // a line without ":".
+    static bool splitHeaderLine(const std::string& line, std::string& name, std::string& value);
+
 private:
     static std::size_t onBody(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t onHeader(char* data, std::size_t size, std::size_t count, void* self);

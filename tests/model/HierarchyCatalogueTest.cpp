@@ -137,6 +137,28 @@ TEST(HierarchyValidators, WholeStringEcmaScriptOverWideText)
     EXPECT_TRUE(Hierarchy{}.matchesValidators({}));
 }
 
+TEST(HierarchyValidators, HostileExpressionOrLongInputFailsWithoutHangingOrCrashing)
+{
+    // Exponential backtracking: the standard matcher ran for minutes on this.
+    EXPECT_FALSE(field(L"", L"(a|a)*b").matches(std::wstring(40, L'a')));
+    EXPECT_FALSE(field(L"", L"[^P\\s]++\\.[1v^@\\s]+").matches(L"ana.lima@exemplo.comnbr"));
+    // A repetition per character: the standard matcher's recursion ran out of
+    // stack long before this length.
+    const Field digits = field(L"", L"(\\d|x)*");
+    EXPECT_TRUE(digits.matches(std::wstring(256, L'7')));
+    EXPECT_FALSE(digits.matches(std::wstring(257, L'7')));
+    EXPECT_FALSE(digits.matches(std::wstring(200000, L'7')));
+    // The limit does not hide an invalid expression; nor does the other
+    // engine take syntax that ECMAScript has not (its parser loops forever on
+    // this comment group).
+    EXPECT_THROW(field(L"", L"(").matches(std::wstring(300, L'7')), std::regex_error);
+    EXPECT_THROW(field(L"", L"a++(?#x)x").matches(L"a"), std::regex_error);
+    // Numbers beyond what the standard library's reader holds.
+    EXPECT_THROW(field(L"", L"(a)\\1999999999999999999999").matches(L"a"), std::regex_error);
+    EXPECT_THROW(field(L"", L"a{1,99999999999999999999}").matches(L"a"), std::regex_error);
+    EXPECT_TRUE(field(L"", L"[0-9]{11}|12345678901234567890").matches(L"12345678901234567890"));
+}
+
 TEST(HierarchyCatalogueJson, ReadsServiceReplyAndToleratesOddShapes)
 {
     const auto catalogue = HierarchyCatalogue::fromJson(parseJson(R"({
