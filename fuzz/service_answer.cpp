@@ -1,15 +1,19 @@
 // A body that a service sends back, read as the agent reads it. The first
-// byte says which answer it stands for (low bits) and whether it came with
-// an error status (high bit); the rest is the body.
+// byte says which answer it stands for (its low six bits, modulo the number
+// of answers), whether it came with an error status (high bit) and, for the
+// readers that judge the exchange themselves, whether no answer came at all
+// (bit 6); the rest is the body.
 #include "model/catalogue/HierarchyCatalogue.h"
 #include "model/harrier/HarrierCalls.h"
 #include "model/harrier/HarrierSignatureStrategy.h"
 #include "model/identity/BaseException.h"
 #include "model/kestrel/KestrelAuthorization.h"
+#include "model/kestrel/KestrelEnrolment.h"
 #include "model/kestrel/KestrelSignatureStrategy.h"
 #include "model/keys/Device.h"
 #include "model/keys/Wallet.h"
 #include "model/service/JsonFields.h"
+#include "net/DocumentOutcome.h"
 #include "net/DocumentPosting.h"
 #include "signer/Exceptions.h"
 
@@ -23,14 +27,31 @@
 
 namespace {
 
+constexpr unsigned kAnswers = 15;
+
+bool isEnvelope(unsigned answer)
+{
+    // The Kestrel calls other than the catalogue and "/create" come in the
+    // signed envelope.
+    switch (answer) {
+    case 1: case 3: case 7: case 9: case 10: case 11: case 12:
+        return true;
+    default:
+        return false;
+    }
+}
+
 void readAnswer(std::uint8_t kind, const Json::Value& body, std::vector<unsigned char>& signature)
 {
     using namespace orvane::model;
+    const unsigned answer = (kind & 0x3Fu) % kAnswers;
     const int status = (kind & 0x80) ? 403 : 200;
-    // The Kestrel calls other than the catalogue come in the signed envelope.
-    const Json::Value reply = (kind % 8 == 1 || kind % 8 == 3 || kind % 8 == 7)
-        ? valmora::net::envelopeContent(body) : body;
-    switch (kind % 8) {
+    valmora::net::DocumentOutcome outcome;
+    outcome.offline = (kind & 0x40) ? 1 : 0;
+    outcome.httpStatus = outcome.offline ? 0 : static_cast<std::uint16_t>(status);
+    const Json::Value reply = isEnvelope(answer) ? valmora::net::envelopeContent(body) : body;
+    HarrierInstallation harrier;
+    switch (answer) {
     case 0:
         HierarchyCatalogue::fromJson(reply);
         break;
@@ -56,6 +77,27 @@ void readAnswer(std::uint8_t kind, const Json::Value& body, std::vector<unsigned
         break;
     case 7:  // /isDone/
         KestrelSignatureStrategy::readPollAnswer(reply, signature.data(), signature.size());
+        break;
+    case 8:
+        readCreateAnswer(reply, outcome, L"http://127.0.0.1/TolvaneServices/desktop");
+        break;
+    case 9:  // /requestAuthorization/ with a letter
+        readAuthorizationRequestAnswer(reply);
+        break;
+    case 10:
+        readIsAuthorizedAnswer(reply);
+        break;
+    case 11:
+        readMaintenanceAnswer(reply);
+        break;
+    case 12:
+        readCancelAnswer(reply);
+        break;
+    case 13:
+        readDesktopRegistrationAnswer(harrier, reply, outcome, L"127.0.0.1:8443");
+        break;
+    case 14:  // statusCelular
+        readAuthorizationModeAnswer(harrier, reply, outcome);
         break;
     }
 }

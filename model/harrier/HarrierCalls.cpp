@@ -112,10 +112,17 @@ HarrierOperationResult registerHarrierDesktop(HarrierInstallation& installation,
     const auto outcome =
         valmora::net::postAuthorizedDocument(url, L"Bearer" + token, request, reply, mark, freshness);
     printAnswer(std::cerr, reply);
+    return readDesktopRegistrationAnswer(installation, reply, outcome, harrierBaseUrl());
+}
+
+HarrierOperationResult readDesktopRegistrationAnswer(HarrierInstallation& installation, const Json::Value& reply,
+                                                     const valmora::net::DocumentOutcome& outcome,
+                                                     const std::wstring& baseUrl)
+{
     if (outcome.offline || !isSuccessStatus(outcome.httpStatus))
         return {json::narrowMember(reply, "message"), outcome.offline ? 1 : 0};
     installation.desktopCode = json::wideMember(reply, "codigoDesktop");
-    installation.targetUrl = harrierBaseUrl();
+    installation.targetUrl = baseUrl;
     return {};
 }
 
@@ -140,6 +147,12 @@ HarrierOperationResult refreshAuthorizationMode(HarrierInstallation& installatio
         valmora::net::postBearerSigned(harrierUrl(desktopPath(installation, L"/statusCelular")),
                                        signingKeyName(installation), momentoRequest(clock), reply, mark);
     printAnswer(std::cerr, reply);
+    return readAuthorizationModeAnswer(installation, reply, outcome);
+}
+
+HarrierOperationResult readAuthorizationModeAnswer(HarrierInstallation& installation, const Json::Value& reply,
+                                                   const valmora::net::DocumentOutcome& outcome)
+{
     if (!outcome.offline && isSuccessStatus(outcome.httpStatus)) {
         // The service says whether the account could take pushes, but this
         // agent offers local authorisation only.

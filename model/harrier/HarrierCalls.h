@@ -8,6 +8,7 @@
 #include "model/harrier/LoginResult.h"
 #include "model/harrier/UserCredentials.h"
 #include "config/DesktopInfo.h"
+#include "net/DocumentOutcome.h"
 
 #include <json/value.h>
 
@@ -31,6 +32,11 @@ LoginResult readLoginAnswer(const Json::Value& reply, int httpStatus);
 // the service address.
 HarrierOperationResult registerHarrierDesktop(HarrierInstallation& installation, const std::wstring& token,
                                               const std::wstring& keyName, const DesktopInfo& info);
+// What the answer to that registration says; on success the installation
+// gets the desktop code and `baseUrl`.
+HarrierOperationResult readDesktopRegistrationAnswer(HarrierInstallation& installation, const Json::Value& reply,
+                                                     const valmora::net::DocumentOutcome& outcome,
+                                                     const std::wstring& baseUrl);
 
 // The login and, when it succeeded, the registration.
 HarrierRegistrationResult registerAtHarrier(const UserCredentials& credentials, const std::wstring& keyName,
@@ -40,6 +46,9 @@ HarrierRegistrationResult registerAtHarrier(const UserCredentials& credentials, 
 // answer says, "local" is stored: push authorisation is not offered.
 HarrierOperationResult refreshAuthorizationMode(HarrierInstallation& installation,
                                                 Clock& clock = Clock::system());
+// What the answer to "statusCelular" says, with the mode stored on success.
+HarrierOperationResult readAuthorizationModeAnswer(HarrierInstallation& installation, const Json::Value& reply,
+                                                   const valmora::net::DocumentOutcome& outcome);
 
 // "carteira": the account's keys, conditionally on the wallet's mark. A new
 // list replaces the wallet, keeping the keys' identifiers. Memory only.

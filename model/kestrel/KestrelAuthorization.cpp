@@ -99,14 +99,22 @@ DeviceAuthorizationsResult requestAuthorizations(KestrelInstallation& installati
             return {{}, {}, 1};
         if (outcome.httpStatus != 200)
             return {{}, kRequestFailed + std::to_string(outcome.httpStatus), 1};
-        if (json::narrowMember(reply, "status") != "true")
+        std::optional<std::string> code = readAuthorizationRequestAnswer(reply);
+        if (!code)
             continue;
         DeviceAuthorization authorization;
-        authorization.desktopRequestCode = json::narrowMember(reply, "desktopRequestCode");
+        authorization.desktopRequestCode = std::move(*code);
         authorization.deviceName = entry.deviceName;
         result.authorizations.push_back(std::move(authorization));
     }
     return result;
+}
+
+std::optional<std::string> readAuthorizationRequestAnswer(const Json::Value& reply)
+{
+    if (json::narrowMember(reply, "status") != "true")
+        return std::nullopt;
+    return json::narrowMember(reply, "desktopRequestCode");
 }
 
 AuthorizationPoll isAuthorized(KestrelInstallation& installation, DeviceAuthorization& authorization)
@@ -118,14 +126,22 @@ AuthorizationPoll isAuthorized(KestrelInstallation& installation, DeviceAuthoriz
     if (!answeredOk(outcome))
         return {false, 1};
 
-    const Json::Value& answer = json::member(reply, "isAuthorized");
-    if (answer.isNull()) {
+    const std::optional<bool> answer = readIsAuthorizedAnswer(reply);
+    if (!answer) {
         // Not answered yet; the empty value is shown for whoever watches.
-        std::cout << jsonText(answer) << std::endl;
+        std::cout << jsonText(Json::Value()) << std::endl;
         return {false, 0};
     }
-    authorization.answered = answer.asBool();
+    authorization.answered = *answer;
     return {authorization.answered, 0};
+}
+
+std::optional<bool> readIsAuthorizedAnswer(const Json::Value& reply)
+{
+    const Json::Value& answer = json::member(reply, "isAuthorized");
+    if (answer.isNull())
+        return std::nullopt;
+    return answer.asBool();
 }
 
 DeviceAuthorizationsResult authorizeDevices(KestrelInstallation& installation, const IdentityKey& identity,
@@ -185,6 +201,11 @@ MaintenanceResult maintainDevices(KestrelInstallation& installation, const Ident
         return {false, {}, 1};
     if (outcome.httpStatus != 200)
         return {false, kMaintenanceFailedLatin1 + std::to_string(outcome.httpStatus), 0};
+    return readMaintenanceAnswer(reply);
+}
+
+MaintenanceResult readMaintenanceAnswer(const Json::Value& reply)
+{
     std::string message = json::narrowMember(reply, "message");
     if (json::narrowMember(reply, "status") == "true")
         return {true, {}, 0};
@@ -200,7 +221,7 @@ std::int32_t cancelAuthorization(KestrelInstallation& installation, Device& devi
     const auto outcome = postSigned(installation, L"/cancelAuthorization/", request, reply);
     if (!answeredOk(outcome))
         return 1;
-    if (json::narrowMember(reply, "status") == "true") {
+    if (readCancelAnswer(reply)) {
         auto& list = installation.devices.devices;
         list.erase(std::remove_if(list.begin(), list.end(),
                                   [&](const std::shared_ptr<Device>& each) { return each->hash == code; }),
@@ -208,6 +229,11 @@ std::int32_t cancelAuthorization(KestrelInstallation& installation, Device& devi
         installation.devices.lastModified.clear();
     }
     return 0;
+}
+
+bool readCancelAnswer(const Json::Value& reply)
+{
+    return json::narrowMember(reply, "status") == "true";
 }
 
 } // namespace orvane::model

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -36,10 +37,18 @@ DeviceSearchResult readDeviceSearchAnswer(const Json::Value& reply);
 DeviceAuthorizationsResult requestAuthorizations(KestrelInstallation& installation, const IdentityKey& identity,
                                                  const std::vector<DeviceEntry>& devices,
                                                  const std::string& letter);
+// What a 200 answer to one such request says: the request's handle when the
+// service asked the phone, nothing when it did not.
+std::optional<std::string> readAuthorizationRequestAnswer(const Json::Value& reply);
 
 // "/isAuthorized/": whether the phone has approved. Stores the answer in
 // the record's answered flag.
 AuthorizationPoll isAuthorized(KestrelInstallation& installation, DeviceAuthorization& authorization);
+// What a 200 answer of "/isAuthorized/" says: nothing while the phone has
+// not answered, else whether it approved. An answer that is no object, or an
+// "isAuthorized" that cannot be read as a boolean, fails with JsonCpp's
+// exception.
+std::optional<bool> readIsAuthorizedAnswer(const Json::Value& reply);
 
 // Asks the phones and waits for their answers: sleeps of 6, 5, 4, 3, 2, 1,
 // 1... seconds, each followed by one look at every phone not yet answered,
@@ -57,11 +66,15 @@ DeviceAuthorizationsResult authorizeDevices(KestrelInstallation& installation, c
 // service, under a request approved with the letter "M".
 MaintenanceResult maintainDevices(KestrelInstallation& installation, const IdentityKey& identity,
                                   const std::string& desktopRequestCode, const std::vector<DeviceEntry>& devices);
+// What a 200 answer of that removal says.
+MaintenanceResult readMaintenanceAnswer(const Json::Value& reply);
 
 // "/cancelAuthorization/": unpairs the phone from this computer. When the
 // service agrees the phone leaves the installation's list (in memory only)
 // and the list's mark is cleared, so the next listing is complete. Returns
 // the status: 1 when the service was not reached or answered wrongly.
 std::int32_t cancelAuthorization(KestrelInstallation& installation, Device& device);
+// Whether a 200 answer of that call says the service agreed.
+bool readCancelAnswer(const Json::Value& reply);
 
 } // namespace orvane::model

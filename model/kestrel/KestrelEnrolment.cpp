@@ -38,6 +38,18 @@ KestrelEnrolmentResult createKestrelInstallation(const DesktopInfo& info, const 
     const valmora::net::DocumentOutcome outcome =
         valmora::net::postDocument(baseUrl + L"/create", request, reply, mark, freshness);
 
+    KestrelEnrolmentResult result = readCreateAnswer(reply, outcome, baseUrl);
+    if (result.installation) {
+        // A catalogue that cannot be fetched now is fetched at the next load.
+        bool ignored = false;
+        listHierarchies(*result.installation, ignored, clock);
+    }
+    return result;
+}
+
+KestrelEnrolmentResult readCreateAnswer(const Json::Value& reply, const valmora::net::DocumentOutcome& outcome,
+                                        const std::wstring& baseUrl)
+{
     KestrelEnrolmentResult result;
     if (!outcome.offline && outcome.httpStatus == 200) {
         // Only the exact text "false" is a refusal.
@@ -48,9 +60,6 @@ KestrelEnrolmentResult createKestrelInstallation(const DesktopInfo& info, const 
         KestrelInstallation installation;
         installation.targetUrl = baseUrl;
         installation.installationCode = json::wideMember(reply, "installationCode");
-        // A catalogue that cannot be fetched now is fetched at the next load.
-        bool ignored = false;
-        listHierarchies(installation, ignored, clock);
         result.installation = std::move(installation);
         return result;
     }

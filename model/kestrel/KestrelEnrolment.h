@@ -5,6 +5,9 @@
 #include "model/kestrel/KestrelEnrolmentResult.h"
 #include "model/kestrel/KestrelInstallation.h"
 #include "config/DesktopInfo.h"
+#include "net/DocumentOutcome.h"
+
+#include <json/value.h>
 
 #include <string>
 
@@ -16,6 +19,11 @@ namespace orvane::model {
 // not fail the enrolment.
 KestrelEnrolmentResult createKestrelInstallation(const DesktopInfo& info, const std::string& publicKeyPem,
                                                  Clock& clock = Clock::system());
+// What the answer to "/create" says: the service's refusal or the failure as
+// a message, or, after a 200 that is no refusal, the new installation at
+// `baseUrl` (its catalogue not yet fetched).
+KestrelEnrolmentResult readCreateAnswer(const Json::Value& reply, const valmora::net::DocumentOutcome& outcome,
+                                        const std::wstring& baseUrl);
 
 // Brings the installation's hierarchy catalogue up to date
 // ("/listHierarchies"), conditionally on its mark, and not at all while the
