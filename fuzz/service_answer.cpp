@@ -27,14 +27,14 @@
 
 namespace {
 
-constexpr unsigned kAnswers = 15;
+constexpr unsigned kAnswers = 16;
 
 bool isEnvelope(unsigned answer)
 {
     // The Kestrel calls other than the catalogue and "/create" come in the
     // signed envelope.
     switch (answer) {
-    case 1: case 3: case 7: case 9: case 10: case 11: case 12:
+    case 1: case 3: case 7: case 9: case 10: case 11: case 12: case 15:
         return true;
     default:
         return false;
@@ -98,6 +98,9 @@ void readAnswer(std::uint8_t kind, const Json::Value& body, std::vector<unsigned
         break;
     case 14:  // statusCelular
         readAuthorizationModeAnswer(harrier, reply, outcome);
+        break;
+    case 15:
+        KestrelSignatureStrategy::readPushAnswer(reply);
         break;
     }
 }

@@ -85,6 +85,11 @@ std::string KestrelSignatureStrategy::pushHash(const std::wstring& keyName, cons
     if (outcome.offline || outcome.httpStatus != 200)
         throw BaseException("Problema ao enviar hash para assinatura. Erro HTTP "
                             + std::to_string(outcome.httpStatus));
+    return readPushAnswer(reply);
+}
+
+std::string KestrelSignatureStrategy::readPushAnswer(const Json::Value& reply)
+{
     if (json::narrowMember(reply, "status") != "true")
         throw BaseException("Erro ao enviar push");
     return json::narrowMember(reply, "requestCode");

@@ -44,6 +44,9 @@ public:
     // answered; once it has, the first signature it holds is copied into
     // the buffer (none leaves the buffer as it was).
     static bool readPollAnswer(const Json::Value& reply, unsigned char* signature, std::size_t signatureCapacity);
+    // What a 200 answer of "/push/" says: the handle of the phone's request,
+    // or BaseException when the service refused it.
+    static std::string readPushAnswer(const Json::Value& reply);
 
 private:
     std::string pushHash(const std::wstring& keyName, const std::wstring& hashAlgorithm, const unsigned char* hash,
