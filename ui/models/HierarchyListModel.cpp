@@ -100,9 +100,14 @@ void HierarchyListModel::populateHierarchies()
     std::vector<Hierarchy> catalogue = activeCatalogue(orvane_);
     if (catalogue.empty())
         return;
-    beginInsertRows(QModelIndex(), 0, static_cast<int>(catalogue.size()) - 1);
-    d_->fill(std::move(catalogue), this);
-    endInsertRows();
+    // A reset rather than an insertion: Qt calls rowCount() inside
+    // beginInsertRows(), whose lazy fill would make the items first, and the
+    // second fill would then leave them pointing into a replaced catalogue
+    // (the list shown twice, and a search with no identity in it).
+    beginResetModel();
+    if (d_->items.empty())
+        d_->fill(std::move(catalogue), this);
+    endResetModel();
 }
 
 void HierarchyListModel::resetThisModel()
