@@ -9,6 +9,8 @@ Item {
     property alias caption: captionText.text
     property alias captionColor: captionText.color
     property alias captionBold: captionText.font.bold
+    // An outline keeps a light caption readable on a light band.
+    property color captionOutline: "transparent"
     signal clicked()
 
     implicitWidth: column.implicitWidth
@@ -28,6 +30,8 @@ Item {
             anchors.horizontalCenter: parent.horizontalCenter
             font.family: "Open Sans"
             font.pixelSize: 10
+            style: captioned.captionOutline.a > 0 ? Text.Outline : Text.Normal
+            styleColor: captioned.captionOutline
         }
     }
     MouseArea {
