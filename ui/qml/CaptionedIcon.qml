@@ -9,8 +9,8 @@ Item {
     property alias caption: captionText.text
     property alias captionColor: captionText.color
     property alias captionBold: captionText.font.bold
-    // An outline keeps a light caption readable on a light band.
-    property color captionOutline: "transparent"
+    // A backing keeps a light caption readable on a light band.
+    property color captionBackground: "transparent"
     signal clicked()
 
     implicitWidth: column.implicitWidth
@@ -30,8 +30,14 @@ Item {
             anchors.horizontalCenter: parent.horizontalCenter
             font.family: "Open Sans"
             font.pixelSize: 10
-            style: captioned.captionOutline.a > 0 ? Text.Outline : Text.Normal
-            styleColor: captioned.captionOutline
+            leftPadding: 4
+            rightPadding: 4
+            Rectangle {
+                anchors.fill: parent
+                z: -1
+                radius: 3
+                color: captioned.captionBackground
+            }
         }
     }
     MouseArea {

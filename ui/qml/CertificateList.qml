@@ -9,6 +9,9 @@ Item {
     property int currentStep: 0
     property int unregisterCurrentStep: 0
     property int tabsMaintenanceStep: 0
+    // While a frame covers the list, Tab stays among the frame's controls.
+    readonly property bool frameOpen: additionFormFrame.state === "on" || unregisterKeyGroupFrame.state === "on"
+                                      || tabsMaintenanceFrame.state === "on"
 
     function openAdditionForm() {
         currentStep = 0
@@ -104,6 +107,7 @@ Item {
         anchors.right: parent.right
         anchors.bottom: parent.bottom
         model: certificatesTableModel
+        activeFocusOnTab: !certificateList.frameOpen
         verticalScrollBarPolicy: Qt.ScrollBarAlwaysOn
         horizontalScrollBarPolicy: Qt.ScrollBarAlwaysOff
         backgroundVisible: false

@@ -95,7 +95,7 @@ Rectangle {
                 iconHeight: 22
                 caption: "Descadastrar"
                 captionColor: subtitleTextColor
-                captionOutline: "#7030C5"
+                captionBackground: "#7030C5"
                 onClicked: {
                     certificatesTableModel.prepareToUnregisterKeyGroup(band.keyGroup)
                     unregisterCurrentStep = 0
