@@ -126,5 +126,10 @@ ListTestCase {
         compare(harrierRegistration.email, "")
         compare(item("harrierEmail").text, "")
         verify(!done.visible)
+
+        // The next attempt succeeds: no trace of the last failure.
+        harrierRegistration.registrationFinished()
+        compare(done.text, "Concluir")
+        compare(outcome("harrierOutcome").text, "Sincronização efetuada com Sucesso")
     }
 }
