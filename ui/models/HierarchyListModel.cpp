@@ -100,14 +100,13 @@ void HierarchyListModel::populateHierarchies()
     std::vector<Hierarchy> catalogue = activeCatalogue(orvane_);
     if (catalogue.empty())
         return;
-    // A reset rather than an insertion: Qt calls rowCount() inside
-    // beginInsertRows(), whose lazy fill would make the items first, and the
-    // second fill would then leave them pointing into a replaced catalogue
-    // (the list shown twice, and a search with no identity in it).
-    beginResetModel();
-    if (d_->items.empty())
-        d_->fill(std::move(catalogue), this);
-    endResetModel();
+    // rowCount() makes the items: Qt calls it inside beginInsertRows()
+    // already, and a fill of our own after it would make them a second time
+    // and leave the first ones pointing into a replaced catalogue (the list
+    // shown twice, and a search with no identity in it).
+    beginInsertRows(QModelIndex(), 0, static_cast<int>(catalogue.size()) - 1);
+    rowCount();
+    endInsertRows();
 }
 
 void HierarchyListModel::resetThisModel()
