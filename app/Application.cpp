@@ -8,8 +8,8 @@
 
 #include <QApplication>
 #include <QQmlApplicationEngine>
+#include <QQuickWindow>
 #include <QUrl>
-#include <QWindow>
 
 const wchar_t* const Application::kVersion = L"2.1.4.3";
 
@@ -29,16 +29,21 @@ int Application::run(int argc, char** argv)
     // graph outlives the engine that shows it.
     ObjectGraph graph;
     graph.start(kVersion);
-    FontFamilies::registerSubstitutes();
 
     QQmlApplicationEngine engine;
-    graph.publish(engine.rootContext());
-    engine.load(QUrl(QStringLiteral("qrc:/main.qml")));
-
-    const QWindowList windows = QGuiApplication::allWindows();
-    if (windows.isEmpty())
-        return 1;  // the root document did not load; Qt has said why
-    instance.publishWindow(static_cast<std::uint64_t>(windows.first()->winId()));
+    QQuickWindow* window = loadWindow(engine, graph);
+    if (!window)
+        return 1;
+    instance.publishWindow(static_cast<std::uint64_t>(window->winId()));
 
     return QApplication::exec();
+}
+
+QQuickWindow* Application::loadWindow(QQmlApplicationEngine& engine, ObjectGraph& graph)
+{
+    FontFamilies::registerSubstitutes();
+    graph.publish(engine.rootContext());
+    engine.load(QUrl(QStringLiteral("qrc:/main.qml")));
+    const QList<QObject*> roots = engine.rootObjects();
+    return roots.isEmpty() ? nullptr : qobject_cast<QQuickWindow*>(roots.first());
 }

@@ -100,8 +100,12 @@ void HierarchyListModel::populateHierarchies()
     std::vector<Hierarchy> catalogue = activeCatalogue(orvane_);
     if (catalogue.empty())
         return;
+    // rowCount() makes the items: Qt calls it inside beginInsertRows()
+    // already, and a fill of our own after it would make them a second time
+    // and leave the first ones pointing into a replaced catalogue (the list
+    // shown twice, and a search with no identity in it).
     beginInsertRows(QModelIndex(), 0, static_cast<int>(catalogue.size()) - 1);
-    d_->fill(std::move(catalogue), this);
+    rowCount();
     endInsertRows();
 }
 

@@ -9,6 +9,8 @@ Item {
     property alias caption: captionText.text
     property alias captionColor: captionText.color
     property alias captionBold: captionText.font.bold
+    // A backing keeps a light caption readable on a light band.
+    property color captionBackground: "transparent"
     signal clicked()
 
     implicitWidth: column.implicitWidth
@@ -28,6 +30,14 @@ Item {
             anchors.horizontalCenter: parent.horizontalCenter
             font.family: "Open Sans"
             font.pixelSize: 10
+            leftPadding: 4
+            rightPadding: 4
+            Rectangle {
+                anchors.fill: parent
+                z: -1
+                radius: 3
+                color: captioned.captionBackground
+            }
         }
     }
     MouseArea {

@@ -9,6 +9,9 @@ Item {
     property int currentStep: 0
     property int unregisterCurrentStep: 0
     property int tabsMaintenanceStep: 0
+    // While a frame covers the list, Tab stays among the frame's controls.
+    readonly property bool frameOpen: additionFormFrame.state === "on" || unregisterKeyGroupFrame.state === "on"
+                                      || tabsMaintenanceFrame.state === "on"
 
     function openAdditionForm() {
         currentStep = 0
@@ -104,6 +107,7 @@ Item {
         anchors.right: parent.right
         anchors.bottom: parent.bottom
         model: certificatesTableModel
+        activeFocusOnTab: !certificateList.frameOpen
         verticalScrollBarPolicy: Qt.ScrollBarAlwaysOn
         horizontalScrollBarPolicy: Qt.ScrollBarAlwaysOff
         backgroundVisible: false
@@ -171,35 +175,45 @@ Item {
         anchors.bottomMargin: 30
         anchors.topMargin: -11
 
-        SlidingPage {
-            page: 0
-            currentPage: currentStep
-            KeyRepositoryPicker { anchors.fill: parent }
-        }
-        SlidingPage {
-            page: 1
-            currentPage: currentStep
-            KestrelRegistrationStep1 { anchors.fill: parent }
-        }
-        SlidingPage {
-            page: 2
-            currentPage: currentStep
-            KestrelRegistrationStep2 { anchors.fill: parent }
-        }
-        SlidingPage {
-            page: 3
-            currentPage: currentStep
-            KestrelRegistrationStep3 { anchors.fill: parent }
-        }
-        SlidingPage {
-            page: 11
-            currentPage: currentStep
-            HarrierRegistrationStep1 { anchors.fill: parent }
-        }
-        SlidingPage {
-            page: 12
-            currentPage: currentStep
-            HarrierRegistrationStep2 { anchors.fill: parent }
+        // Built while the first picture is already on screen: the frame
+        // starts out of sight.
+        Loader {
+            anchors.fill: parent
+            asynchronous: true
+            sourceComponent: Component {
+                Item {
+                    SlidingPage {
+                        page: 0
+                        currentPage: currentStep
+                        KeyRepositoryPicker { anchors.fill: parent }
+                    }
+                    SlidingPage {
+                        page: 1
+                        currentPage: currentStep
+                        KestrelRegistrationStep1 { anchors.fill: parent }
+                    }
+                    SlidingPage {
+                        page: 2
+                        currentPage: currentStep
+                        KestrelRegistrationStep2 { anchors.fill: parent }
+                    }
+                    SlidingPage {
+                        page: 3
+                        currentPage: currentStep
+                        KestrelRegistrationStep3 { anchors.fill: parent }
+                    }
+                    SlidingPage {
+                        page: 11
+                        currentPage: currentStep
+                        HarrierRegistrationStep1 { anchors.fill: parent }
+                    }
+                    SlidingPage {
+                        page: 12
+                        currentPage: currentStep
+                        HarrierRegistrationStep2 { anchors.fill: parent }
+                    }
+                }
+            }
         }
     }
 
@@ -231,25 +245,35 @@ Item {
         anchors.bottomMargin: 30
         anchors.topMargin: -11
 
-        SlidingPage {
-            page: 0
-            currentPage: unregisterCurrentStep
-            KeyGroupUnregistrationStep1 {
-                anchors.fill: parent
-                onNextCalled: {
-                    unregistrationOutcome.waitingConclusion = true
-                    unregisterCurrentStep = 1
+        // Built while the first picture is already on screen: the frame
+        // starts out of sight.
+        Loader {
+            anchors.fill: parent
+            asynchronous: true
+            sourceComponent: Component {
+                Item {
+                    SlidingPage {
+                        page: 0
+                        currentPage: unregisterCurrentStep
+                        KeyGroupUnregistrationStep1 {
+                            anchors.fill: parent
+                            onNextCalled: {
+                                unregistrationOutcome.waitingConclusion = true
+                                unregisterCurrentStep = 1
+                            }
+                            onCancelFlow: unregisterKeyGroupFrame.state = "off"
+                        }
+                    }
+                    SlidingPage {
+                        page: 1
+                        currentPage: unregisterCurrentStep
+                        KeyGroupUnregistrationStep2 {
+                            id: unregistrationOutcome
+                            anchors.fill: parent
+                            onCancelFlow: unregisterKeyGroupFrame.state = "off"
+                        }
+                    }
                 }
-                onCancelFlow: unregisterKeyGroupFrame.state = "off"
-            }
-        }
-        SlidingPage {
-            page: 1
-            currentPage: unregisterCurrentStep
-            KeyGroupUnregistrationStep2 {
-                id: unregistrationOutcome
-                anchors.fill: parent
-                onCancelFlow: unregisterKeyGroupFrame.state = "off"
             }
         }
     }
@@ -263,9 +287,19 @@ Item {
         anchors.bottomMargin: 10
         anchors.topMargin: -11
 
-        TabsMaintenance {
-            objectName: "tabsMaintenance"
+        // Built while the first picture is already on screen: the frame
+        // starts out of sight.
+        Loader {
             anchors.fill: parent
+            asynchronous: true
+            sourceComponent: Component {
+                Item {
+                    TabsMaintenance {
+                        objectName: "tabsMaintenance"
+                        anchors.fill: parent
+                    }
+                }
+            }
         }
     }
 

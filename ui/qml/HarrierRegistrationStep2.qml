@@ -5,11 +5,18 @@ import QtQuick.Controls 1.4
 Item {
     id: step
     property bool processing: true
+    // Taken at each report: cleanModel() empties the model's message without
+    // a report, so its hasError would keep the last failure into the next
+    // attempt.
+    property bool failed: false
 
     Connections {
         target: harrierRegistration
         function onRegistrationFinished() { step.processing = false }
-        function onErrorOccurred() { step.processing = false }
+        function onErrorOccurred() {
+            step.failed = harrierRegistration.hasError
+            step.processing = false
+        }
     }
 
     PageTitle { id: title; text: "Adicionar Certificado" }
@@ -28,18 +35,18 @@ Item {
         objectName: "harrierOutcome"
         anchors.centerIn: parent
         visible: !step.processing
-        success: !harrierRegistration.hasError
-        text: harrierRegistration.hasError ? harrierRegistration.errorMessage
-                                           : "Sincronização efetuada com Sucesso"
+        success: !step.failed
+        text: step.failed ? harrierRegistration.errorMessage : "Sincronização efetuada com Sucesso"
     }
     ForwardButton {
         objectName: "harrierDone"
         visible: !step.processing
-        text: harrierRegistration.hasError ? "Fechar" : "Concluir"
+        text: step.failed ? "Fechar" : "Concluir"
         onClicked: {
             harrierRegistration.cleanModel()
             additionFormFrame.state = "off"
             step.processing = true
+            step.failed = false
         }
     }
 }

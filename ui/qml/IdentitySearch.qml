@@ -13,9 +13,14 @@ Item {
     property alias errorName: errorText.objectName
     property alias buttonText: searchButton.text
     property alias buttonName: searchButton.objectName
+    // The page's way back, if it has one (an empty text hides it). It
+    // stands before the search button, so Tab meets them in reading order.
+    property alias backText: backButton.text
+    property alias backName: backButton.objectName
     readonly property alias form: identityForm
     readonly property alias button: searchButton
     signal searchStarted()
+    signal backClicked()
 
     function reset() { identityForm.resetThisView() }
     onVisibleChanged: if (visible) identityForm.focusFirstField()
@@ -47,6 +52,11 @@ Item {
         color: "red"
         font.family: "Open Sans"
         font.pixelSize: 15
+    }
+    BackButton {
+        id: backButton
+        visible: text.length > 0
+        onClicked: search.backClicked()
     }
     ForwardButton {
         id: searchButton

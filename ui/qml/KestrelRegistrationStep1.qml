@@ -11,14 +11,11 @@ IdentitySearch {
     buttonText: "Procurar dispositivo"
     buttonName: "searchButton"
     onSearchStarted: registrationModel.requestRegistration()
-
-    BackButton {
-        objectName: "searchBackButton"
-        text: "Voltar"
-        onClicked: {
-            currentStep = 0
-            step.reset()
-        }
+    backText: "Voltar"
+    backName: "searchBackButton"
+    onBackClicked: {
+        currentStep = 0
+        step.reset()
     }
 
     Connections {

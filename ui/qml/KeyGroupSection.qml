@@ -39,22 +39,26 @@ Rectangle {
             font.bold: true
             font.pixelSize: 14
         }
-        // Ready for renaming a phone in place; nothing opens it yet.
-        TextField {
-            objectName: "sectionLocalName"
+        // Ready for renaming a phone in place; nothing opens it yet. Made
+        // only while editing, so a long list does not build a field per
+        // section at start.
+        Loader {
             anchors.left: groupIcon.right
             anchors.leftMargin: 10
             anchors.verticalCenter: parent.verticalCenter
-            width: 300
-            visible: band.isEditing
-            text: band.keyGroup
-            style: textFieldStyle
-            onAccepted: {
-                if (text.length > 0)
-                    certificatesTableModel.replaceLocalKeyGroupName(band.keyGroup, text)
-                else
-                    text = band.keyGroup
-                band.isEditing = false
+            active: band.isEditing
+            sourceComponent: TextField {
+                objectName: "sectionLocalName"
+                width: 300
+                text: band.keyGroup
+                style: textFieldStyle
+                onAccepted: {
+                    if (text.length > 0)
+                        certificatesTableModel.replaceLocalKeyGroupName(band.keyGroup, text)
+                    else
+                        text = band.keyGroup
+                    band.isEditing = false
+                }
             }
         }
 
@@ -95,6 +99,7 @@ Rectangle {
                 iconHeight: 22
                 caption: "Descadastrar"
                 captionColor: subtitleTextColor
+                captionBackground: "#7030C5"
                 onClicked: {
                     certificatesTableModel.prepareToUnregisterKeyGroup(band.keyGroup)
                     unregisterCurrentStep = 0

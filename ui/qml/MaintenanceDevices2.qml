@@ -44,6 +44,7 @@ Item {
                     radius: 2
                 }
                 label: Text {
+                    leftPadding: 10
                     verticalAlignment: Text.AlignVCenter
                     text: control.currentText
                     color: "white"

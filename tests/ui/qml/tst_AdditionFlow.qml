@@ -38,6 +38,23 @@ ListTestCase {
         verify(search.enabled)
     }
 
+    // Fields, then the way back, then the way on; from there back to the
+    // first field, never to the list under the frame.
+    function test_tabMovesInReadingOrderAndStaysInTheFrame() {
+        waitForFrame("additionFormFrame", "on")
+        list.currentStep = 1
+        var field = item("identityCode1")
+        field.forceActiveFocus()
+        item("searchButton").enabled = true
+        keyClick(Qt.Key_Tab)
+        verify(item("searchBackButton").activeFocus)
+        keyClick(Qt.Key_Tab)
+        verify(item("searchButton").activeFocus)
+        keyClick(Qt.Key_Tab)
+        verify(field.activeFocus)
+        verify(!item("certificateTable").activeFocus)
+    }
+
     function test_searchErrorShowsAndTheSearchEndsOnTheDevicePage() {
         waitForFrame("additionFormFrame", "on")
         list.currentStep = 1
@@ -109,5 +126,10 @@ ListTestCase {
         compare(harrierRegistration.email, "")
         compare(item("harrierEmail").text, "")
         verify(!done.visible)
+
+        // The next attempt succeeds: no trace of the last failure.
+        harrierRegistration.registrationFinished()
+        compare(done.text, "Concluir")
+        compare(outcome("harrierOutcome").text, "Sincronização efetuada com Sucesso")
     }
 }
