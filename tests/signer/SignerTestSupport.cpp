@@ -11,8 +11,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 namespace orvane::test::signer {
@@ -22,16 +20,6 @@ using namespace valmora::signer;
 std::string icpBrasil(const std::string& relative)
 {
     return std::string(ORVANE_SHARED_TESTDATA_DIR) + "/icp-brasil/" + relative;
-}
-
-std::string readFileBytes(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw std::runtime_error("cannot read " + path);
-    std::ostringstream content;
-    content << in.rdbuf();
-    return content.str();
 }
 
 Certificate loadCertificate(const std::string& relative)
@@ -120,6 +108,7 @@ void setTime(X509* x509, const std::string& text, int type, bool after)
 std::vector<std::string> realRoots() { return pemFilesUnder("ca/roots"); }
 std::vector<std::string> realIntermediates() { return pemFilesUnder("ca/intermediates"); }
 std::vector<std::string> realEndEntities() { return pemFilesUnder("end-entity"); }
+std::vector<std::string> realTestAuthorities() { return pemFilesUnder("ca/test-pki"); }
 
 EVP_PKEY* testKey()
 {
