@@ -4,8 +4,6 @@
 #include "signer/pkcs11/Pkcs11Session.h"
 #include "tests/signer/SignerTestSupport.h"
 
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 namespace orvane::test::store {
@@ -51,18 +49,6 @@ CK_RV readTokenAttribute(const valmora::signer::Pkcs11Settings& settings, const 
         return f->C_GetAttributeValue(session.handle(), object, &attribute, 1);
     }
     throw std::runtime_error("token not found: " + settings.tokenLabel);
-}
-
-void writeBytes(const std::string& path, const Bytes& bytes)
-{
-    std::ofstream file(path, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
-
-Bytes readBytes(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return Bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
 }
 
 SmallChain makeChain(const std::string& tag, bool expiredLeaf)

@@ -1,7 +1,7 @@
 #pragma once
 
-// Helpers of the store suites: a look straight into the token, files for
-// the openssl tool, and small certificate chains.
+// Helpers of the store suites: a look straight into the token and small
+// certificate chains.
 
 #include "signer/Certificate.h"
 #include "signer/CertificateStore.h"
@@ -31,9 +31,6 @@ using valmora::signer::StoreEntry;
 // it alive).
 CK_RV readTokenAttribute(const valmora::signer::Pkcs11Settings& settings, const std::string& label,
                          CK_OBJECT_CLASS objectClass, CK_ATTRIBUTE_TYPE type, Bytes& value);
-
-void writeBytes(const std::string& path, const Bytes& bytes);
-Bytes readBytes(const std::string& path);
 
 // A root, an authority below it and an end entity below that, made on the
 // spot; `expiredLeaf` makes the end entity's validity lie in the past.
