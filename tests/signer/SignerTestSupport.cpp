@@ -86,20 +86,12 @@ X509_NAME* makeName(const std::vector<std::pair<std::string, std::string>>& entr
     return name;
 }
 
-void setTime(X509* x509, const std::string& text, int type, bool after)
+void setTime(X509* x509, const std::string& text, bool after)
 {
     ASN1_TIME* time = ASN1_TIME_new();
-    if (type == 0) {
-        if (ASN1_TIME_set_string(time, text.c_str()) != 1)
-            throw std::runtime_error("bad time " + text);
-    } else {
-        ASN1_STRING_set(time, text.data(), static_cast<int>(text.size()));
-        time->type = type;
-    }
-    if (after)
-        X509_set1_notAfter(x509, time);
-    else
-        X509_set1_notBefore(x509, time);
+    if (ASN1_TIME_set_string(time, text.c_str()) != 1)
+        throw std::runtime_error("bad time " + text);
+    (after ? X509_set1_notAfter : X509_set1_notBefore)(x509, time);
     ASN1_TIME_free(time);
 }
 
@@ -127,8 +119,8 @@ CertificateBuilder::CertificateBuilder()
 {
     X509_set_version(x509_, 2);
     ASN1_INTEGER_set(X509_get_serialNumber(x509_), 1);
-    setTime(x509_, "20240101000000Z", 0, false);
-    setTime(x509_, "20340101000000Z", 0, true);
+    setTime(x509_, "20240101000000Z", false);
+    setTime(x509_, "20340101000000Z", true);
 }
 
 CertificateBuilder::~CertificateBuilder()
@@ -159,15 +151,15 @@ CertificateBuilder& CertificateBuilder::serial(long value)
     return *this;
 }
 
-CertificateBuilder& CertificateBuilder::notBefore(const std::string& text, int type)
+CertificateBuilder& CertificateBuilder::notBefore(const std::string& text)
 {
-    setTime(x509_, text, type, false);
+    setTime(x509_, text, false);
     return *this;
 }
 
-CertificateBuilder& CertificateBuilder::notAfter(const std::string& text, int type)
+CertificateBuilder& CertificateBuilder::notAfter(const std::string& text)
 {
-    setTime(x509_, text, type, true);
+    setTime(x509_, text, true);
     return *this;
 }
 

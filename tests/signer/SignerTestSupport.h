@@ -67,10 +67,9 @@ public:
     CertificateBuilder& subject(const std::vector<std::pair<std::string, std::string>>& entries);
     CertificateBuilder& issuer(const std::vector<std::pair<std::string, std::string>>& entries);
     CertificateBuilder& serial(long value);
-    // Times as written: 13 characters make a UTCTime, 15 a GeneralizedTime;
-    // anything else is stored as it stands with the type given.
-    CertificateBuilder& notBefore(const std::string& text, int type = 0);
-    CertificateBuilder& notAfter(const std::string& text, int type = 0);
+    // Times as written: 13 characters make a UTCTime, 15 a GeneralizedTime.
+    CertificateBuilder& notBefore(const std::string& text);
+    CertificateBuilder& notAfter(const std::string& text);
     // An otherName of the subject alternative name; `asn1Type` is
     // V_ASN1_OCTET_STRING, V_ASN1_PRINTABLESTRING, V_ASN1_UTF8STRING...
     CertificateBuilder& otherName(const std::string& oid, const std::string& value,

@@ -95,17 +95,19 @@ TEST_F(DirectoryStoreTest, ForeignDamagedAndHalfWrittenFilesArePassedOverNeverFa
     const std::string folder = dir.file("certstore/MY");
     const std::string goodText = readFile(store.entryPath("MY", good.fingerprint()));
 
-    writeFile(folder + "/notes.txt", "not an entry");
-    writeFile(folder + "/" + DirectoryCertificateStore::fileName(good.fingerprint()) + ".tmp-AbC123", goodText);
-    // A whole entry under the name of another certificate.
-    writeFile(folder + "/" + DirectoryCertificateStore::fileName(other.fingerprint()), goodText);
-    // Truncated, garbage, a wrong first line, a broken escape.
-    const std::string names[] = {std::string(40, 'a'), std::string(40, 'b'), std::string(40, 'c'),
-                                 std::string(40, 'd')};
-    writeFile(folder + "/" + names[0] + ".entry", goodText.substr(0, goodText.size() / 2));
-    writeFile(folder + "/" + names[1] + ".entry", "\x01\x02 garbage");
-    writeFile(folder + "/" + names[2] + ".entry", "orvane-certificate-entry: 9\n" + goodText);
-    writeFile(folder + "/" + names[3] + ".entry", "orvane-certificate-entry: 1\nfriendly-name: %G1\n\n");
+    // A foreign file, a writer's leftover, a whole entry under the name of
+    // another certificate; truncated, garbage, a wrong first line, a broken
+    // escape.
+    const std::vector<std::pair<std::string, std::string>> files = {
+        {"notes.txt", "not an entry"},
+        {DirectoryCertificateStore::fileName(good.fingerprint()) + ".tmp-AbC123", goodText},
+        {DirectoryCertificateStore::fileName(other.fingerprint()), goodText},
+        {std::string(40, 'a') + ".entry", goodText.substr(0, goodText.size() / 2)},
+        {std::string(40, 'b') + ".entry", "\x01\x02 garbage"},
+        {std::string(40, 'c') + ".entry", "orvane-certificate-entry: 9\n" + goodText},
+        {std::string(40, 'd') + ".entry", "orvane-certificate-entry: 1\nfriendly-name: %G1\n\n"}};
+    for (const auto& [name, text] : files)
+        writeFile(folder + "/" + name, text);
     // A whole entry of its own name with a number that is no number.
     const Certificate third = makeEndEntity("Third", 3);
     std::string thirdText = DirectoryCertificateStore::encode(
