@@ -47,27 +47,20 @@ TEST(CheckOpenSsl, UsesTheOldestQueuedErrorThenTheFallback)
     EXPECT_NO_THROW(checkOpenSsl(false, "X", "never"));
 
     ERR_clear_error();
-    try {
-        checkOpenSsl(true, "EVP_PKEY_new", "Could not create EVP object");
-        FAIL() << "no exception";
-    } catch (const ArchiveException& error) {
-        EXPECT_STREQ("Could not create EVP object (EVP_PKEY_new)", error.what());
-    }
+    EXPECT_EQ("Could not create EVP object (EVP_PKEY_new)", orvane::test::signer::failureOf<ArchiveException>([] {
+                  checkOpenSsl(true, "EVP_PKEY_new", "Could not create EVP object");
+              }));
 
     // Provoke two real OpenSSL errors; the first one is reported and the
     // queue is left empty.
     EXPECT_EQ(nullptr, EVP_get_digestbyname("no-such-digest"));
     ERR_raise_data(ERR_LIB_EVP, EVP_R_UNSUPPORTED_ALGORITHM, "first");
     ERR_raise_data(ERR_LIB_PKCS12, 113, "second");
-    try {
-        checkOpenSsl(true, "PKCS12_parse", "fallback");
-        FAIL() << "no exception";
-    } catch (const ArchiveException& error) {
-        const std::string text = error.what();
-        EXPECT_EQ(0u, text.find("error:")) << text;
-        EXPECT_NE(std::string::npos, text.find("unsupported")) << text;
-        EXPECT_NE(std::string::npos, text.find(" (PKCS12_parse)")) << text;
-    }
+    const std::string text =
+        orvane::test::signer::failureOf<ArchiveException>([] { checkOpenSsl(true, "PKCS12_parse", "fallback"); });
+    EXPECT_EQ(0u, text.find("error:")) << text;
+    EXPECT_NE(std::string::npos, text.find("unsupported")) << text;
+    EXPECT_NE(std::string::npos, text.find(" (PKCS12_parse)")) << text;
     EXPECT_EQ(0ul, ERR_peek_error());
 }
 
@@ -120,21 +113,14 @@ TEST(Base64, DecoderCountsEveryPaddingCharacterWhereverItStands)
     }
 }
 
-TEST(Digest, MatchesTheOpensslToolAndHandlesEmptyAndUnknownNames)
+// Digests of known names are checked wherever the openssl tool verifies a
+// signature made over digest(); here the names that have none.
+TEST(Digest, EmptyNameGivesNothingAndAnUnknownOneFails)
 {
-    const std::string data = "Orvane digest check \x01\x02\xff";
-    const Bytes bytes(data.begin(), data.end());
-    for (const char* name : {"SHA256", "sha1", "SHA512", "SHA384", "md5"}) {
-        const std::string out = openssl({"dgst", std::string("-") + name, "-r"}, data);
-        EXPECT_EQ(normalizeFingerprint(out.substr(0, out.find(' '))), hexWithBlanks(digest(bytes, name))) << name;
-    }
+    const Bytes bytes{1, 2, 3};
     EXPECT_TRUE(digest(bytes, "").empty());
-    try {
-        digest(bytes, "SHA-0-nonexistent");
-        FAIL();
-    } catch (const SignatureException& error) {
-        EXPECT_STREQ("Error at signing: Invalid option for hash", error.what());
-    }
+    EXPECT_EQ("Error at signing: Invalid option for hash",
+              orvane::test::signer::failureOf<SignatureException>([&] { digest(bytes, "SHA-0-nonexistent"); }));
 }
 
 TEST(Fingerprints, NormaliseParseAndPrint)

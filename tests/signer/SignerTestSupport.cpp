@@ -165,26 +165,28 @@ CertificateBuilder& CertificateBuilder::notAfter(const std::string& text)
 
 CertificateBuilder& CertificateBuilder::otherName(const std::string& oid, const std::string& value, int asn1Type)
 {
-    if (!altNames_)
-        altNames_ = GENERAL_NAMES_new();
     ASN1_STRING* string = ASN1_STRING_type_new(asn1Type);
     ASN1_STRING_set(string, value.data(), static_cast<int>(value.size()));
     ASN1_TYPE* typed = ASN1_TYPE_new();
     ASN1_TYPE_set(typed, asn1Type, string);
     GENERAL_NAME* name = GENERAL_NAME_new();
     GENERAL_NAME_set0_othername(name, OBJ_txt2obj(oid.c_str(), 1), typed);
-    sk_GENERAL_NAME_push(altNames_, name);
-    return *this;
+    return altName(name);
 }
 
 CertificateBuilder& CertificateBuilder::email(const std::string& address)
 {
-    if (!altNames_)
-        altNames_ = GENERAL_NAMES_new();
     ASN1_IA5STRING* string = ASN1_IA5STRING_new();
     ASN1_STRING_set(string, address.data(), static_cast<int>(address.size()));
     GENERAL_NAME* name = GENERAL_NAME_new();
     GENERAL_NAME_set0_value(name, GEN_EMAIL, string);
+    return altName(name);
+}
+
+CertificateBuilder& CertificateBuilder::altName(GENERAL_NAME* name)
+{
+    if (!altNames_)
+        altNames_ = GENERAL_NAMES_new();
     sk_GENERAL_NAME_push(altNames_, name);
     return *this;
 }
@@ -221,9 +223,8 @@ Bytes CertificateBuilder::der()
     if (X509_NAME_entry_count(X509_get_issuer_name(x509_)) == 0)
         X509_set_issuer_name(x509_, X509_get_subject_name(x509_));
     X509_set_pubkey(x509_, publicKey_ ? publicKey_ : testKey());
-    if (altNames_) {
+    if (altNames_)
         X509_add1_ext_i2d(x509_, NID_subject_alt_name, altNames_, 0, X509V3_ADD_REPLACE);
-    }
     if (X509_sign(x509_, signingKey_ ? signingKey_ : testKey(), EVP_sha256()) <= 0)
         throw std::runtime_error("cannot sign test certificate");
     unsigned char* der = nullptr;

@@ -8,7 +8,7 @@
 #include "signer/Repository.h"
 #include "tests/mock/TempDir.h"
 
-#include <openssl/x509.h>
+#include <openssl/x509v3.h>
 
 #include <string>
 #include <utility>
@@ -84,6 +84,8 @@ public:
     Bytes der();
 
 private:
+    CertificateBuilder& altName(GENERAL_NAME* name);
+
     X509* x509_;
     GENERAL_NAMES* altNames_;
     EVP_PKEY* publicKey_;

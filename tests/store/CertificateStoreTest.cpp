@@ -1,5 +1,5 @@
 // The certificate stores as folders: file form, permissions, foreign files,
-// order, one-file lookups and changes from two processes at once.
+// order, and changes from two processes at once.
 #include "signer/directory/DirectoryCertificateStore.h"
 #include "tests/mock/TempDir.h"
 #include "tests/store/StoreTestSupport.h"
@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <dirent.h>
-#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -143,39 +142,6 @@ TEST_F(DirectoryStoreTest, WalkOrderIsTheOrderOfFileNamesAndStopEndsIt)
     store.forEachEntry("MY", [&](const StoreEntry&) { return ++visits == 3 ? Then::Stop : Then::Continue; });
     EXPECT_EQ(3, visits);
     EXPECT_TRUE(walk(store, "ROOT").empty()) << "a store never written is empty";
-}
-
-TEST_F(DirectoryStoreTest, LookupByFingerprintOpensOneFileAndNoFolder)
-{
-    Certificate wanted;
-    for (long serial = 1; serial <= 50; ++serial) {
-        const Certificate certificate = makeEndEntity("Lookup " + std::to_string(serial), serial);
-        store.put("MY", StoreEntry{certificate, std::nullopt, std::nullopt});
-        if (serial == 25)
-            wanted = certificate;
-    }
-    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    ASSERT_GE(watch, 0);
-    ASSERT_GE(inotify_add_watch(watch, dir.file("certstore/MY").c_str(), IN_OPEN), 0);
-    ASSERT_TRUE(store.find("MY", wanted.fingerprint()));
-    EXPECT_FALSE(store.find("MY", makeEndEntity("Absent", 99).fingerprint()));
-
-    int fileOpens = 0, folderOpens = 0;
-    alignas(inotify_event) char buffer[8192];
-    ssize_t length = 0;
-    while ((length = ::read(watch, buffer, sizeof buffer)) > 0) {
-        for (char* cursor = buffer; cursor < buffer + length;) {
-            const auto* event = reinterpret_cast<const inotify_event*>(cursor);
-            if (event->mask & IN_ISDIR || event->len == 0)
-                ++folderOpens;
-            else
-                ++fileOpens;
-            cursor += sizeof(inotify_event) + event->len;
-        }
-    }
-    ::close(watch);
-    EXPECT_EQ(1, fileOpens) << "the hit opens its file; the miss opens nothing";
-    EXPECT_EQ(0, folderOpens);
 }
 
 TEST_F(DirectoryStoreTest, AddKeepsWhatStandsUpdateAndRemoveReportAbsence)

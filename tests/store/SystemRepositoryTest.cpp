@@ -48,6 +48,8 @@ TEST_F(SystemRepositoryTest, FindByFingerprintWalksTheStoresInOrderAndCachesTheL
     EXPECT_EQ(2, counting->finds) << "MY, then AddressBook";
     EXPECT_EQ(onlyInAddressBook, counted.findByFingerprint(onlyInAddressBook.fingerprint()));
     EXPECT_EQ(2, counting->finds) << "the second search opens no store";
+    EXPECT_EQ(onlyInAddressBook, counted.clone()->findByFingerprint(onlyInAddressBook.fingerprint()));
+    EXPECT_EQ(2, counting->finds) << "a clone shares the search state";
 
     // The first store in order decides: the link-less MY entry is the one
     // whose key is asked for.
@@ -155,6 +157,9 @@ TEST_F(SystemRepositoryTest, RemovalDuringAWalkWaitsForItsEndAndALongLivedObject
     const Certificate second = makeEndEntity("Second", 2);
     repository.bindToProvider(first, ProviderLink{orvaneProviderName, L"a"});
     repository.bindToProvider(second, ProviderLink{orvaneProviderName, L"b"});
+    // Entries without a link, or linked to another provider, are passed over.
+    folders->put("MY", bare(makeEndEntity("Unlinked", 3)));
+    repository.bindToProvider(makeEndEntity("Other provider", 4), ProviderLink{L"Some Other Provider", L"x"});
 
     std::vector<Certificate> walked;
     repository.certificatesOfProvider(orvaneProviderName, [&](const Certificate& certificate) {
@@ -178,19 +183,6 @@ TEST_F(SystemRepositoryTest, RemovalDuringAWalkWaitsForItsEndAndALongLivedObject
     EXPECT_THROW(repository.removeCertificate(second), CertificateNotFoundException);
 }
 
-TEST_F(SystemRepositoryTest, EntryWithoutLinkIsPassedOverByTheProviderWalk)
-{
-    const Certificate unlinked = makeEndEntity("Unlinked", 1);
-    const Certificate other = makeEndEntity("Other provider", 2);
-    const Certificate ours = makeEndEntity("Ours", 3);
-    folders->put("MY", bare(unlinked));
-    repository.bindToProvider(other, ProviderLink{L"Some Other Provider", L"x"});
-    repository.bindToProvider(ours, ProviderLink{orvaneProviderName, L"y"});
-    std::vector<Certificate> linked;
-    repository.certificatesOfProvider(orvaneProviderName, [&](const Certificate& c) { linked.push_back(c); });
-    EXPECT_EQ(std::vector<Certificate>{ours}, linked);
-}
-
 // A text that is no fingerprint finds nothing, in the family's terms; a "MY"
 // that cannot be opened says so under the opening call.
 TEST_F(SystemRepositoryTest, MalformedFingerprintIsNotFoundAndAnUnopenableStoreNamesTheOpening)
@@ -203,17 +195,4 @@ TEST_F(SystemRepositoryTest, MalformedFingerprintIsNotFoundAndAnUnopenableStoreN
     EXPECT_NE(std::string::npos, failureOf<CertificateSearchingException>([&] {
                                      repository.certificatesOfProvider(orvaneProviderName, [](const Certificate&) {});
                                  }).find(" (CertOpenSystemStore)"));
-}
-
-TEST_F(SystemRepositoryTest, CloneSharesTheSearchState)
-{
-    const Certificate certificate = makeEndEntity("Clone");
-    folders->put("MY", bare(certificate));
-    auto counting = std::make_shared<CountingStore>(folders);
-    SystemRepository original(token.keyStore(), counting);
-    original.findByFingerprint(certificate.fingerprint());
-    const std::unique_ptr<Repository> copy = original.clone();
-    copy->findByFingerprint(certificate.fingerprint());
-    EXPECT_EQ(1, counting->finds);
-    EXPECT_NE(nullptr, dynamic_cast<SystemRepository*>(copy.get()));
 }
