@@ -1,18 +1,24 @@
-// The exception family, the OpenSSL bridge and the byte/text helpers.
+// The exception family, the OpenSSL bridge, the byte/text helpers, the BIO
+// over C++ streams, and text that is no certificate (crash safety on damaged
+// input is the certificate corpus's job, in fuzz/).
 
+#include "signer/Certificate.h"
 #include "signer/Encoding.h"
 #include "signer/Exceptions.h"
 #include "signer/NarrowConverter.h"
+#include "signer/StdStreamAdapter.h"
 #include "tests/signer/SignerTestSupport.h"
 
 #include <gtest/gtest.h>
+#include <openssl/bio.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 
 #include <random>
+#include <sstream>
 
 using namespace valmora::signer;
-using orvane::test::signer::openssl;
+using namespace orvane::test::signer;
 
 namespace {
 
@@ -47,7 +53,7 @@ TEST(CheckOpenSsl, UsesTheOldestQueuedErrorThenTheFallback)
     EXPECT_NO_THROW(checkOpenSsl(false, "X", "never"));
 
     ERR_clear_error();
-    EXPECT_EQ("Could not create EVP object (EVP_PKEY_new)", orvane::test::signer::failureOf<ArchiveException>([] {
+    EXPECT_EQ("Could not create EVP object (EVP_PKEY_new)", failureOf<ArchiveException>([] {
                   checkOpenSsl(true, "EVP_PKEY_new", "Could not create EVP object");
               }));
 
@@ -57,7 +63,7 @@ TEST(CheckOpenSsl, UsesTheOldestQueuedErrorThenTheFallback)
     ERR_raise_data(ERR_LIB_EVP, EVP_R_UNSUPPORTED_ALGORITHM, "first");
     ERR_raise_data(ERR_LIB_PKCS12, 113, "second");
     const std::string text =
-        orvane::test::signer::failureOf<ArchiveException>([] { checkOpenSsl(true, "PKCS12_parse", "fallback"); });
+        failureOf<ArchiveException>([] { checkOpenSsl(true, "PKCS12_parse", "fallback"); });
     EXPECT_EQ(0u, text.find("error:")) << text;
     EXPECT_NE(std::string::npos, text.find("unsupported")) << text;
     EXPECT_NE(std::string::npos, text.find(" (PKCS12_parse)")) << text;
@@ -89,18 +95,11 @@ TEST(Base64, EncodesLikeTheOpensslToolAndConsumesItsInput)
 
 TEST(Base64, DecoderCountsEveryPaddingCharacterWhereverItStands)
 {
-    EXPECT_TRUE(base64Decode(std::string()).empty());
-    EXPECT_EQ(Bytes{0x41}, base64Decode("QQ=="));
-    EXPECT_EQ((Bytes{0x41, 0x42}), base64Decode("QUI="));
     // "QQAA" decodes to 41 00 00; a "=" in the middle reads as "A" and takes
-    // one more byte off the end.
+    // one more byte off the end; more "=" than bytes leaves nothing.
     EXPECT_EQ((Bytes{0x41, 0x00}), base64Decode("QQ=A"));
-    EXPECT_EQ((Bytes{0x40, 0x00}), base64Decode("Q=AA"));  // "QAAA" is 40 00 00
-    // More "=" than bytes leaves nothing, without harm.
     EXPECT_TRUE(base64Decode("====").empty());
-    EXPECT_TRUE(base64Decode("=").empty());
-    // Incomplete groups give the whole bytes they hold.
-    EXPECT_EQ((Bytes{0x41}), base64Decode("QQ"));
+    EXPECT_EQ((Bytes{0x41}), base64Decode("QQ"));  // an incomplete group gives the whole bytes it holds
 
     for (const char* bad : {"QQ==\n", "Q Q=", "QQ*=", "\xc3\xa9QQ="}) {
         try {
@@ -120,7 +119,7 @@ TEST(Digest, EmptyNameGivesNothingAndAnUnknownOneFails)
     const Bytes bytes{1, 2, 3};
     EXPECT_TRUE(digest(bytes, "").empty());
     EXPECT_EQ("Error at signing: Invalid option for hash",
-              orvane::test::signer::failureOf<SignatureException>([&] { digest(bytes, "SHA-0-nonexistent"); }));
+              failureOf<SignatureException>([&] { digest(bytes, "SHA-0-nonexistent"); }));
 }
 
 TEST(Fingerprints, NormaliseParseAndPrint)
@@ -149,6 +148,65 @@ TEST(NarrowConverter, RoundTripsPortugueseTextAndRefusesBrokenBytes)
     EXPECT_EQ("Pol\xc3\xadtica de Certifica\xc3\xa7\xc3\xa3o \xe2\x80\x93 ICP", narrowConverter.to_bytes(wide));
     EXPECT_EQ(wide, narrowConverter.from_bytes(narrowConverter.to_bytes(wide)));
     EXPECT_THROW(narrowConverter.from_bytes("\xff\xfe"), std::range_error);
+}
+
+TEST(MalformedInput, TextThatIsNoCertificateGivesTheFixedMessageByteForByte)
+{
+    const Bytes der = loadCertificate("end-entity/ecnpj-a1-kabum-certisign-rfb-g5-2019.pem").toDer();
+    Bytes truncated(der.begin(), der.begin() + 100);
+    for (const std::string& text :
+         {std::string("x"), std::string(), std::string("QUJD"),  // base64 of "ABC"
+          std::string("-----BEGIN CERTIFICATE-----\nQUJD\n-----END CERTIFICATE-----\n"),
+          std::string("\x30\x82\x05\x00", 4), base64Encode(truncated), std::string("a\0b", 3)}) {
+        try {
+            Certificate::fromText(text);
+            ADD_FAILURE() << "accepted " << text;
+        } catch (const std::invalid_argument& error) {
+            // what() is a C string: a zero byte of the input ends it there.
+            const std::string expected = "Base64 passado [" + text + "] n\xEF\xBF\xBDo \xEF\xBF\xBD v\xEF\xBF\xBDlido";
+            EXPECT_EQ(expected.substr(0, expected.find('\0')), std::string(error.what()));
+        }
+    }
+    // The failed attempts leave nothing in OpenSSL's error queue.
+    EXPECT_EQ(0ul, ERR_peek_error());
+}
+
+TEST(MalformedInput, NullCertificateAnswersEmptyValues)
+{
+    const Certificate null = Certificate::fromDer(nullptr, 10);
+    EXPECT_TRUE(null.isNull());
+    EXPECT_EQ("", null.fingerprint());
+    EXPECT_TRUE(null.toDer().empty());
+    EXPECT_EQ("", null.toPem());
+    EXPECT_FALSE(null.isCa());
+    EXPECT_EQ(0, null.detail().identityKind);
+    EXPECT_TRUE(null == Certificate());
+    EXPECT_FALSE(null == loadCertificate("ca/roots/icp-brasil-raiz-v2.pem"));
+}
+
+TEST(StdStreamAdapter, FailuresAnswerMinusOneAndGetsCountsToTheFirstZeroByte)
+{
+    std::ostringstream out;
+    BioPtr bio = newStdStreamBio(nullptr, &out);
+    EXPECT_EQ(5, BIO_write(bio.get(), "hello", 5));
+    EXPECT_EQ(6, BIO_puts(bio.get(), " world"));
+    EXPECT_EQ("hello world", out.str());
+    out.setstate(std::ios::badbit);
+    EXPECT_EQ(-1, BIO_write(bio.get(), "x", 1));
+
+    // Without an output stream nowhere to write; without an input stream
+    // nothing to read.
+    BioPtr none = newStdStreamBio(nullptr, nullptr);
+    char buffer[32] = {};
+    EXPECT_EQ(-1, BIO_write(none.get(), "x", 1));
+    EXPECT_EQ(-1, BIO_read(none.get(), buffer, sizeof buffer));
+
+    std::istringstream in(std::string("first line\nsecond\0rest", 23));
+    BioPtr reader = newStdStreamBio(&in, nullptr);
+    EXPECT_EQ(5, BIO_read(reader.get(), buffer, 5));
+    EXPECT_EQ(12, BIO_gets(reader.get(), buffer, sizeof buffer));
+    EXPECT_EQ(" line\nsecond", std::string(buffer, 12));
+    EXPECT_EQ(0, BIO_read(reader.get(), buffer, sizeof buffer));
 }
 
 } // namespace

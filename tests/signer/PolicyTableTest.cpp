@@ -37,10 +37,8 @@ TEST(PolicyTable, IsSortedWithoutDuplicatesAndHoldsTheFixedRows)
     const std::vector<std::pair<std::string, std::wstring>> lookups = {
         {"2.16.76.1.1", L"DPC"},
         {"2.16.76.1.1.0", L"DPC da AC Raiz"},
-        {"2.16.76.1.1.43", L"DPC da AC VALID"},
         {"2.16.76.1.2.1.33", L"PC A1 da AC Instituto Fenacon"},
         {"2.16.76.1.2.303.6", L"PC de Carimbo de Tempo T3 da AC Certisign Tempo"},
-        {"2.16.76.1.2.201.11", L"PC da Autoridade Certificadora ZAPSIGN"},
         {"2.16.76.1.2.1.11", L"Pol\u00edtica de Certificado de Assinatura Digital do Tipo A1 da Autoridade "
                              L"Certificadora CertiSign M\u00faltipla na Infra-estrutura de Chaves P\u00fablicas "
                              L"Brasileira"},
