@@ -11,6 +11,7 @@
 #include <openssl/objects.h>
 
 #include <algorithm>
+#include <sstream>
 
 using namespace valmora::signer;
 using namespace orvane::test::signer;
@@ -57,7 +58,9 @@ for extension in request.extensions:
             if isinstance(name, x509.OtherName):
                 print("othername", name.type_id.dotted_string, name.value.hex())
             else:
-                print("name", type(name).__name__, name.value)
+                value = name.value
+                text = getattr(value, "dotted_string", None) or getattr(value, "rfc4514_string", lambda: value)()
+                print("name", type(name).__name__, text)
 )PY";
     const orvane::test::ProcessResult result = orvane::test::runProcess({ORVANE_SYSTEM_PYTHON, "-c", script, path});
     EXPECT_EQ(0, result.exitCode) << result.err;
@@ -106,13 +109,6 @@ TEST(CertificateRequests, FullRequestVerifiesAndCarriesTheAcceptedNames)
     EXPECT_NE(std::string::npos, text.find("Signature Algorithm: sha256WithRSAEncryption"));
     EXPECT_NE(std::string::npos, text.find("X509v3 Key Usage: critical\n                    Digital Signature, Key Encipherment"))
         << text;
-    EXPECT_NE(std::string::npos, text.find("email:ana.maria@example.com.br"));
-    EXPECT_EQ(std::string::npos, text.find("Example.com"));
-    EXPECT_NE(std::string::npos, text.find("DNS:host.example.com"));
-    EXPECT_NE(std::string::npos, text.find("DNS:by.number.example"));
-    EXPECT_EQ(std::string::npos, text.find("not.this.one"));
-    EXPECT_NE(std::string::npos, text.find("URI:https://valmora.example/cps"));
-    EXPECT_NE(std::string::npos, text.find("DirName:/C=BR/O=Diretorio"));
 
     // The key in the request is the one the repository holds, and nothing
     // else got in: checked independently by Python's cryptography.
@@ -126,10 +122,17 @@ TEST(CertificateRequests, FullRequestVerifiesAndCarriesTheAcceptedNames)
     std::string hex = hexWithBlanks(Bytes{0x0c, 52}) + " " + hexWithBlanks(Bytes(value.begin(), value.end()));
     hex.erase(std::remove(hex.begin(), hex.end(), ' '), hex.end());
     EXPECT_NE(std::string::npos, python.find("othername 2.16.76.1.3.1 " + hex)) << python;
-    std::size_t names = 0;
-    for (auto at = python.find("\nname "); at != std::string::npos; at = python.find("\nname ", at + 1))
-        ++names;
-    EXPECT_EQ(6u, names) << python;  // e-mail, two DNS, URI, directory, registered ID
+    std::vector<std::string> names;
+    std::istringstream lines(python);
+    for (std::string line; std::getline(lines, line);)
+        if (line.rfind("name ", 0) == 0)
+            names.push_back(line.substr(5));
+    EXPECT_EQ((std::vector<std::string>{"RFC822Name ana.maria@example.com.br", "DNSName host.example.com",
+                                        "UniformResourceIdentifier https://valmora.example/cps",
+                                        "DirectoryName O=Diretorio,C=BR", "RegisteredID 1.3.6.1.4.1.99999.7",
+                                        "DNSName by.number.example"}),
+              names)
+        << python;
 }
 
 TEST(CertificateRequests, DefaultRequestAndRequestsWithoutAlternativeNames)
