@@ -27,10 +27,9 @@ TEST(HostFacts, UnansweredQuestionsReadAsUnidentified)
 {
     DesktopInfo facts = hostFacts(SilentPlatform());
     const std::wstring unidentified = L"N\u00EF\u00BF\u00BDo identificado";
-    EXPECT_EQ(facts.installationName, unidentified);
-    EXPECT_EQ(facts.userName, unidentified);
-    EXPECT_EQ(facts.domainName, unidentified);
-    EXPECT_EQ(facts.operatingSystem, L"Debian GNU/Linux 12 (bookworm)");
+    EXPECT_EQ((std::vector<std::wstring>{unidentified, unidentified, unidentified, L"Debian GNU/Linux 12 (bookworm)"}),
+              (std::vector<std::wstring>{facts.installationName, facts.userName, facts.domainName,
+                                         facts.operatingSystem}));
 }
 
 TEST(HostFacts, ThisHost)

@@ -38,24 +38,19 @@ TEST(Properties, ReadsSettingsAndKeepsEveryLine)
               "brantis.url = https://second\nno separator here\nempty.value =\n");
 }
 
-TEST(Properties, RejectsAFileWithALineStartingWithEquals)
+TEST(Properties, BytesAreCharactersAndALineStartingWithEqualsRejectsTheFile)
 {
+    // Each byte is one character both ways, so UTF-8 or Latin-1 text passes
+    // through a load and a save unchanged.
+    const std::string bytes = "nome = Jo\xC3\xA3o\nlatin = \xE9t\xE9\n";
+    EXPECT_EQ(Properties::parse(bytes).get(L"nome"), std::wstring(L"Jo\u00C3\u00A3o"));
+    EXPECT_EQ(Properties::parse(bytes).text(), bytes);
     try {
         Properties::parse("a = 1\n  = orphan value\n");
         FAIL() << "expected std::out_of_range";
     } catch (const std::out_of_range& e) {
         EXPECT_STREQ(e.what(), "invalid string position");
     }
-}
-
-TEST(Properties, BytesAreCharacters)
-{
-    // Each byte is one character both ways, so UTF-8 or Latin-1 text passes
-    // through a load and a save unchanged.
-    const std::string bytes = "nome = Jo\xC3\xA3o\nlatin = \xE9t\xE9\n";
-    Properties p = Properties::parse(bytes);
-    EXPECT_EQ(p.get(L"nome"), std::wstring(L"Jo\u00C3\u00A3o"));
-    EXPECT_EQ(p.text(), bytes);
 }
 
 TEST(Properties, AddAndMergeRewriteOnlyTheirLines)

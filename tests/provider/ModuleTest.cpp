@@ -16,7 +16,6 @@
 #include <algorithm>
 #include <map>
 #include <set>
-#include <cstring>
 #include <thread>
 
 namespace orvane::test {
@@ -92,109 +91,82 @@ protected:
         return bytes;
     }
 
+    // C_SignInit and one C_Sign with the room asked for; the result's value
+    // and the signature.
+    CK_RV sign(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, CK_OBJECT_HANDLE key, std::string data,
+               std::vector<unsigned char>* signature = nullptr)
+    {
+        CK_MECHANISM mechanism{type, nullptr, 0};
+        const CK_RV init = module->C_SignInit(session, &mechanism, key);
+        if (init != CKR_OK)
+            return init;
+        std::vector<unsigned char> room(512);
+        CK_ULONG length = room.size();
+        const CK_RV rv = module->C_Sign(session, reinterpret_cast<CK_BYTE*>(data.data()), data.size(), room.data(), &length);
+        room.resize(length);
+        if (signature)
+            *signature = room;
+        return rv;
+    }
+
     LoadedModule module;
 };
 
-TEST_F(ModuleTest, ACertificatePublishedWhileLoadedIsFoundAtTheNextSearch)
-{
-    const CK_SESSION_HANDLE session = openOnPhone();
-    const std::size_t before = find(session).size();
-    ASSERT_EQ(before % 3, 0u);
-
-    Json::Value key(Json::objectValue);
-    key["deviceCode"] = SandboxEnvironment::sandbox().deviceCodesOf("ana").at(0);
-    SandboxEnvironment::sandbox().post("/certificates", key);
-    ASSERT_TRUE(identity().refreshCertificates().succeeded());
-
-    EXPECT_EQ(find(session).size(), before + 3);
-}
-
-TEST_F(ModuleTest, TwoThreadsSignAtOnceWithEachMechanismShape)
+TEST_F(ModuleTest, TwoThreadsSignAtOnceWithEachMechanismShapeAndFailuresGiveTheirValues)
 {
     approvePhones();
     const std::string text = "Procuração para representação junto à Receita Federal";
     // The DigestInfo of SHA-256 for CKM_RSA_PKCS, made by OpenSSL.
     unsigned char hash[32];
     EVP_Digest(text.data(), text.size(), hash, nullptr, EVP_sha256(), nullptr);
-    std::vector<unsigned char> digestInfo = {0x30, 0x31, 0x30, 0x0d, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01,
-                                             0x65, 0x03, 0x04, 0x02, 0x01, 0x05, 0x00, 0x04, 0x20};
-    digestInfo.resize(digestInfo.size() + sizeof hash);
-    std::memcpy(digestInfo.data() + digestInfo.size() - sizeof hash, hash, sizeof hash);
-
-    struct Signing {
-        CK_MECHANISM_TYPE mechanism;
-        bool inParts;
-        CK_RV rv = CKR_GENERAL_ERROR;
-        std::vector<unsigned char> signature;
-    };
-    Signing signings[] = {{CKM_SHA256_RSA_PKCS, true, CKR_GENERAL_ERROR, {}},
-                          {CKM_RSA_PKCS, false, CKR_GENERAL_ERROR, {}}};
+    const std::string digestInfo =
+        std::string("\x30\x31\x30\x0d\x06\x09\x60\x86\x48\x01\x65\x03\x04\x02\x01\x05\x00\x04\x20", 19)
+        + std::string(reinterpret_cast<const char*>(hash), sizeof hash);
     CK_OBJECT_CLASS privateKey = CKO_PRIVATE_KEY, certificateClass = CKO_CERTIFICATE;
     const CK_SESSION_HANDLE probe = openOnPhone();
     const CK_OBJECT_HANDLE key = find(probe, &privateKey).at(0);
     const valmora::signer::Bytes der = value(probe, find(probe, &certificateClass).at(0), CKA_VALUE);
 
-    std::vector<std::thread> threads;
-    for (Signing& signing : signings)
-        threads.emplace_back([&, session = openOnPhone()] {
-            CK_MECHANISM mechanism{signing.mechanism, nullptr, 0};
-            CK_ULONG length = 0;
-            if (module->C_SignInit(session, &mechanism, key) != CKR_OK)
-                return;
-            auto* data = reinterpret_cast<CK_BYTE*>(const_cast<char*>(text.data()));
-            if (signing.inParts) {
-                module->C_SignUpdate(session, data, 10);
-                module->C_SignUpdate(session, data + 10, text.size() - 10);
-                module->C_SignFinal(session, nullptr, &length);
-                signing.signature.resize(length);
-                signing.rv = module->C_SignFinal(session, signing.signature.data(), &length);
-            } else {
-                module->C_Sign(session, digestInfo.data(), digestInfo.size(), nullptr, &length);
-                signing.signature.resize(length);
-                signing.rv = module->C_Sign(session, digestInfo.data(), digestInfo.size(), signing.signature.data(),
-                                            &length);
-            }
-        });
-    for (std::thread& thread : threads)
-        thread.join();
+    // One signs in parts with the hash mechanism, the other the prepared
+    // DigestInfo with the raw one.
+    CK_RV rvs[2] = {CKR_GENERAL_ERROR, CKR_GENERAL_ERROR};
+    std::vector<unsigned char> signatures[2];
+    std::thread inParts([&, session = openOnPhone()] {
+        CK_MECHANISM mechanism{CKM_SHA256_RSA_PKCS, nullptr, 0};
+        auto* data = reinterpret_cast<CK_BYTE*>(const_cast<char*>(text.data()));
+        CK_ULONG length = 512;
+        signatures[0].resize(length);
+        if (module->C_SignInit(session, &mechanism, key) == CKR_OK && module->C_SignUpdate(session, data, 10) == CKR_OK
+            && module->C_SignUpdate(session, data + 10, text.size() - 10) == CKR_OK)
+            rvs[0] = module->C_SignFinal(session, signatures[0].data(), &length);
+        signatures[0].resize(length);
+    });
+    std::thread raw([&, session = openOnPhone()] { rvs[1] = sign(session, CKM_RSA_PKCS, key, digestInfo, &signatures[1]); });
+    inParts.join();
+    raw.join();
 
     const unsigned char* cursor = der.data();
     const valmora::signer::X509Ptr certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
     ASSERT_NE(certificate, nullptr);
-    for (const Signing& signing : signings) {
-        ASSERT_EQ(signing.rv, CKR_OK) << signing.mechanism;
+    for (int i : {0, 1}) {
+        ASSERT_EQ(rvs[i], CKR_OK) << i;
         const valmora::signer::EvpMdCtxPtr context(EVP_MD_CTX_new());
         EVP_DigestVerifyInit(context.get(), nullptr, EVP_sha256(), nullptr, X509_get0_pubkey(certificate.get()));
-        EXPECT_EQ(EVP_DigestVerify(context.get(), signing.signature.data(), signing.signature.size(),
+        EXPECT_EQ(EVP_DigestVerify(context.get(), signatures[i].data(), signatures[i].size(),
                                    reinterpret_cast<const unsigned char*>(text.data()), text.size()),
                   1)
-            << signing.mechanism;
+            << i;
     }
-}
 
-TEST_F(ModuleTest, FailuresGiveTheirReturnValues)
-{
-    CK_OBJECT_CLASS privateKey = CKO_PRIVATE_KEY;
-    const CK_SESSION_HANDLE session = openOnPhone();
-    const CK_OBJECT_HANDLE key = find(session, &privateKey).at(0);
-    CK_BYTE notDigestInfo[36] = {};  // TLS 1.0's MD5 and SHA-1 side by side
-    CK_BYTE signature[512];
-    CK_ULONG length = sizeof signature;
-    CK_MECHANISM raw{CKM_RSA_PKCS, nullptr, 0};
-    ASSERT_EQ(module->C_SignInit(session, &raw, key), CKR_OK);
-    EXPECT_EQ(module->C_Sign(session, notDigestInfo, sizeof notDigestInfo, signature, &length), CKR_DATA_INVALID);
-
-    CK_MECHANISM pss{CKM_SHA256_RSA_PKCS_PSS, nullptr, 0};
-    EXPECT_EQ(module->C_SignInit(session, &pss, key), CKR_MECHANISM_INVALID);
-
+    // TLS 1.0's MD5 and SHA-1 side by side are no DigestInfo; PSS is not
+    // offered; a phone out of reach is a device error.
+    EXPECT_EQ(sign(probe, CKM_RSA_PKCS, key, std::string(36, '\0')), CKR_DATA_INVALID);
+    EXPECT_EQ(sign(probe, CKM_SHA256_RSA_PKCS_PSS, key, text), CKR_MECHANISM_INVALID);
     Json::Value offline(Json::objectValue);
     offline["path"] = "/push/";
     offline["drop"] = true;
     SandboxEnvironment::sandbox().addFault(offline);
-    CK_MECHANISM sha256{CKM_SHA256_RSA_PKCS, nullptr, 0};
-    ASSERT_EQ(module->C_SignInit(session, &sha256, key), CKR_OK);
-    length = sizeof signature;
-    EXPECT_EQ(module->C_Sign(session, signature, 10, signature, &length), CKR_DEVICE_ERROR);
+    EXPECT_EQ(sign(probe, CKM_SHA256_RSA_PKCS, key, text), CKR_DEVICE_ERROR);
 
     // The cloud's keys show only after C_Login.
     CK_SESSION_HANDLE cloud = 0;
@@ -202,21 +174,10 @@ TEST_F(ModuleTest, FailuresGiveTheirReturnValues)
     EXPECT_TRUE(find(cloud, &privateKey).empty());
 }
 
-TEST_F(ModuleTest, FinalizeWhileIdleThenInitializeAgain)
+TEST_F(ModuleTest, FinalizeOrForkLeavesItUninitializedUntilInitializeIsCalledAgain)
 {
-    for (int round = 0; round < 3; ++round) {
-        const CK_SESSION_HANDLE session = openOnPhone();
-        EXPECT_FALSE(find(session).empty());
-        ASSERT_EQ(module->C_Finalize(nullptr), CKR_OK);
-        CK_ULONG count = 0;
-        EXPECT_EQ(module->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_CRYPTOKI_NOT_INITIALIZED);
-        EXPECT_EQ(module->C_CloseSession(session), CKR_CRYPTOKI_NOT_INITIALIZED);
-        ASSERT_EQ(module->C_Initialize(nullptr), CKR_OK);
-    }
-}
-
-TEST_F(ModuleTest, AForkedChildIsNotInitializedUntilItInitializes)
-{
+    const CK_SESSION_HANDLE session = openOnPhone();
+    EXPECT_FALSE(find(session).empty());
     const pid_t child = fork();
     if (child == 0) {
         CK_ULONG count = 0;
@@ -228,10 +189,26 @@ TEST_F(ModuleTest, AForkedChildIsNotInitializedUntilItInitializes)
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+
+    ASSERT_EQ(module->C_Finalize(nullptr), CKR_OK);
+    CK_ULONG count = 0;
+    EXPECT_EQ(module->C_GetSlotList(CK_TRUE, nullptr, &count), CKR_CRYPTOKI_NOT_INITIALIZED);
+    EXPECT_EQ(module->C_CloseSession(session), CKR_CRYPTOKI_NOT_INITIALIZED);
+    ASSERT_EQ(module->C_Initialize(nullptr), CKR_OK);
+    EXPECT_FALSE(find(openOnPhone()).empty());
 }
 
-TEST_F(ModuleTest, APhonePairedWhileLoadedGetsASlotAndTheOthersKeepTheirs)
+TEST_F(ModuleTest, WhatIsPublishedOrPairedWhileLoadedShowsAtTheNextLookAndSlotsKeepTheirIds)
 {
+    const CK_SESSION_HANDLE session = openOnPhone();
+    const std::size_t objects = find(session).size();
+    ASSERT_EQ(objects % 3, 0u);
+    Json::Value key(Json::objectValue);
+    key["deviceCode"] = SandboxEnvironment::sandbox().deviceCodesOf("ana").at(0);
+    SandboxEnvironment::sandbox().post("/certificates", key);
+    ASSERT_TRUE(identity().refreshCertificates().succeeded());
+    EXPECT_EQ(find(session).size(), objects + 3);
+
     auto labels = [&] {
         std::map<CK_SLOT_ID, std::string> byId;
         for (CK_SLOT_ID slot : slots()) {
@@ -244,7 +221,6 @@ TEST_F(ModuleTest, APhonePairedWhileLoadedGetsASlotAndTheOthersKeepTheirs)
     const std::map<CK_SLOT_ID, std::string> before = labels();
     pairPhone(identity(), SandboxEnvironment::sandbox().deviceCodesOf("ana").at(1));
     ASSERT_TRUE(identity().refreshCertificates().succeeded());
-
     const std::map<CK_SLOT_ID, std::string> after = labels();
     ASSERT_EQ(after.size(), before.size() + 1);
     for (const auto& [slot, label] : before)
@@ -273,14 +249,8 @@ TEST_F(ModuleTest, ACloudLoginOpensTheKeysOfItsPinOnly)
 
     CK_OBJECT_CLASS privateKey = CKO_PRIVATE_KEY;
     std::multiset<CK_RV> results;
-    for (CK_OBJECT_HANDLE key : find(session, &privateKey)) {
-        CK_MECHANISM sha256{CKM_SHA256_RSA_PKCS, nullptr, 0};
-        CK_BYTE data[] = "nota fiscal 1234";
-        CK_BYTE signature[512];
-        CK_ULONG length = sizeof signature;
-        ASSERT_EQ(module->C_SignInit(session, &sha256, key), CKR_OK);
-        results.insert(module->C_Sign(session, data, sizeof data, signature, &length));
-    }
+    for (CK_OBJECT_HANDLE key : find(session, &privateKey))
+        results.insert(sign(session, CKM_SHA256_RSA_PKCS, key, "nota fiscal 1234"));
     EXPECT_EQ(results, (std::multiset<CK_RV>{CKR_OK, CKR_USER_NOT_LOGGED_IN}));
 }
 

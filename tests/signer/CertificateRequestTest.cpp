@@ -10,8 +10,8 @@
 #include <gtest/gtest.h>
 #include <openssl/objects.h>
 
-#include <fstream>
-#include <iostream>
+#include <algorithm>
+#include <sstream>
 
 using namespace valmora::signer;
 using namespace orvane::test::signer;
@@ -26,7 +26,7 @@ struct CheckedRequest {
 CheckedRequest checkWithOpenssl(const CertificateRequest& request, const orvane::test::TempDir& dir)
 {
     const std::string path = dir.file("request.pem");
-    std::ofstream(path) << request.toPem();
+    orvane::test::writeFile(path, request.toPem());
     CheckedRequest checked;
     std::string err;
     const int status = opensslStatus({"req", "-in", path, "-verify", "-noout", "-text"},
@@ -44,9 +44,7 @@ std::string subjectOf(const std::string& text)
 std::string pythonCheck(const CertificateRequest& request, const orvane::test::TempDir& dir)
 {
     const std::string path = dir.file("request.der");
-    const Bytes der = request.toDer();
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(der.data()),
-                                                 static_cast<std::streamsize>(der.size()));
+    orvane::test::writeFile(path, asText(request.toDer()));
     const std::string script = R"PY(
 import sys
 from cryptography import x509
@@ -60,7 +58,9 @@ for extension in request.extensions:
             if isinstance(name, x509.OtherName):
                 print("othername", name.type_id.dotted_string, name.value.hex())
             else:
-                print("name", type(name).__name__, name.value)
+                value = name.value
+                text = getattr(value, "dotted_string", None) or getattr(value, "rfc4514_string", lambda: value)()
+                print("name", type(name).__name__, text)
 )PY";
     const orvane::test::ProcessResult result = orvane::test::runProcess({ORVANE_SYSTEM_PYTHON, "-c", script, path});
     EXPECT_EQ(0, result.exitCode) << result.err;
@@ -70,12 +70,7 @@ for extension in request.extensions:
 template <class F>
 std::string keyPairFailure(F&& action)
 {
-    try {
-        action();
-    } catch (const KeyPairGenerationException& error) {
-        return error.what();
-    }
-    return "<no exception>";
+    return failureOf<KeyPairGenerationException>(action);
 }
 
 TEST(CertificateRequests, FullRequestVerifiesAndCarriesTheAcceptedNames)
@@ -114,16 +109,6 @@ TEST(CertificateRequests, FullRequestVerifiesAndCarriesTheAcceptedNames)
     EXPECT_NE(std::string::npos, text.find("Signature Algorithm: sha256WithRSAEncryption"));
     EXPECT_NE(std::string::npos, text.find("X509v3 Key Usage: critical\n                    Digital Signature, Key Encipherment"))
         << text;
-    EXPECT_NE(std::string::npos, text.find("email:ana.maria@example.com.br"));
-    EXPECT_EQ(std::string::npos, text.find("Example.com"));
-    EXPECT_NE(std::string::npos, text.find("DNS:host.example.com"));
-    EXPECT_NE(std::string::npos, text.find("DNS:by.number.example"));
-    EXPECT_EQ(std::string::npos, text.find("not.this.one"));
-    EXPECT_NE(std::string::npos, text.find("URI:https://valmora.example/cps"));
-    EXPECT_NE(std::string::npos, text.find("DirName:/C=BR/O=Diretorio"));
-    const auto san = text.find("X509v3 Subject Alternative Name:");
-    ASSERT_NE(std::string::npos, san);
-    std::cerr << text.substr(san, 600) << "\n";
 
     // The key in the request is the one the repository holds, and nothing
     // else got in: checked independently by Python's cryptography.
@@ -132,21 +117,22 @@ TEST(CertificateRequests, FullRequestVerifiesAndCarriesTheAcceptedNames)
     EXPECT_NE(std::string::npos, python.find("algorithm 1.2.840.113549.1.1.11"));
     EXPECT_NE(std::string::npos, python.find("extension 2.5.29.15 True"));
     EXPECT_NE(std::string::npos, python.find("extension 2.5.29.17 False"));
-    // The otherName value is a UTF8String (tag 0x0c) of the text.
+    // The otherName value is a UTF8String (tag 0x0c, 52 bytes) of the text.
     const std::string value = "01021980123456789010000000000000000000000000000SSPSP";
-    char length[3];
-    std::snprintf(length, sizeof length, "%02x", static_cast<unsigned>(value.size()));
-    std::string hex = std::string("0c") + length;
-    for (unsigned char c : value) {
-        char pair[3];
-        std::snprintf(pair, sizeof pair, "%02x", c);
-        hex += pair;
-    }
+    std::string hex = hexWithBlanks(Bytes{0x0c, 52}) + " " + hexWithBlanks(Bytes(value.begin(), value.end()));
+    hex.erase(std::remove(hex.begin(), hex.end(), ' '), hex.end());
     EXPECT_NE(std::string::npos, python.find("othername 2.16.76.1.3.1 " + hex)) << python;
-    std::size_t names = 0;
-    for (auto at = python.find("\nname "); at != std::string::npos; at = python.find("\nname ", at + 1))
-        ++names;
-    EXPECT_EQ(6u, names) << python;  // e-mail, two DNS, URI, directory, registered ID
+    std::vector<std::string> names;
+    std::istringstream lines(python);
+    for (std::string line; std::getline(lines, line);)
+        if (line.rfind("name ", 0) == 0)
+            names.push_back(line.substr(5));
+    EXPECT_EQ((std::vector<std::string>{"RFC822Name ana.maria@example.com.br", "DNSName host.example.com",
+                                        "UniformResourceIdentifier https://valmora.example/cps",
+                                        "DirectoryName O=Diretorio,C=BR", "RegisteredID 1.3.6.1.4.1.99999.7",
+                                        "DNSName by.number.example"}),
+              names)
+        << python;
 }
 
 TEST(CertificateRequests, DefaultRequestAndRequestsWithoutAlternativeNames)
@@ -179,23 +165,16 @@ TEST(CertificateRequests, FailuresAreKeyPairGenerationErrors)
 {
     ArchiveRepository repository;
     const std::vector<SubjectEntry> subject = {{"CN", "", "x"}};
-    EXPECT_EQ("Error during key pair generation: Error creating X509_EXTENSION - iPAddress selected",
-              keyPairFailure([&] {
-                  repository.createRequest(L"k", subject, {{"subjectAltName", "7", "", "10.0.0.1", {}}}, 1024);
-              }));
-    EXPECT_EQ("Error during key pair generation: Error creating X509_EXTENSION - default case",
-              keyPairFailure([&] { repository.createRequest(L"k", subject, {{"subjectAltName", "9", "", "x", {}}}, 1024); }));
-    EXPECT_EQ("Error during key pair generation: Error creating X509_EXTENSION - default case",
-              keyPairFailure([&] { repository.createRequest(L"k", subject, {{"subjectAltName", "-1", "", "x", {}}}, 1024); }));
-    EXPECT_EQ("Error during key pair generation: Error creating X509_EXTENSION - directoryName",
-              keyPairFailure([&] {
-                  repository.createRequest(L"k", subject,
-                                           {{"subjectAltName", "4", "", "", {{"notAnAttribute", "", "v"}}}}, 1024);
-              }));
-    EXPECT_EQ("Error during key pair generation: Error creating X509_EXTENSION - otherName",
-              keyPairFailure([&] {
-                  repository.createRequest(L"k", subject, {{"subjectAltName", "0", "not an oid", "v", {}}}, 1024);
-              }));
+    const std::vector<std::pair<AltNameEntry, std::string>> badNames = {
+        {{"subjectAltName", "7", "", "10.0.0.1", {}}, "iPAddress selected"},
+        {{"subjectAltName", "9", "", "x", {}}, "default case"},
+        {{"subjectAltName", "-1", "", "x", {}}, "default case"},
+        {{"subjectAltName", "4", "", "", {{"notAnAttribute", "", "v"}}}, "directoryName"},
+        {{"subjectAltName", "0", "not an oid", "v", {}}, "otherName"},
+    };
+    for (const auto& [name, what] : badNames)
+        EXPECT_EQ("Error during key pair generation: Error creating X509_EXTENSION - " + what,
+                  keyPairFailure([&] { repository.createRequest(L"k", subject, {name}, 1024); }));
     // A country of three letters does not fit its attribute.
     EXPECT_EQ("Error during key pair generation: Error creating X509_NAME_ENTRY",
               keyPairFailure([&] { repository.createRequest(L"k", {{"C", "", "BRA"}}, {}, 1024); }));

@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <sstream>
 
 using namespace valmora::signer;
@@ -19,12 +18,9 @@ namespace {
 std::vector<Certificate> allAuthorities()
 {
     std::vector<Certificate> certificates;
-    for (const auto& list : {realRoots(), realIntermediates()})
+    for (const auto& list : {realRoots(), realIntermediates(), realTestAuthorities()})
         for (const std::string& file : list)
             certificates.push_back(loadCertificate(file));
-    for (const char* file : {"ca/test-pki/lacuna-ca.pem", "ca/test-pki/lacuna-root-test-v1.pem",
-                             "ca/test-pki/nfe-teste-ac-intermediaria-1.pem", "ca/test-pki/nfe-teste-ac-raiz.pem"})
-        certificates.push_back(loadCertificate(file));
     return certificates;
 }
 
@@ -32,18 +28,11 @@ std::vector<Certificate> allAuthorities()
 // leaf first (the tool prints "depth=0: C = BR, O = ..., CN = name" per depth).
 std::vector<std::string> opensslChain(const std::string& leaf, const orvane::test::TempDir& dir)
 {
-    std::ofstream roots(dir.file("roots.pem"));
-    std::ofstream untrusted(dir.file("untrusted.pem"));
-    for (const std::string& file : realRoots())
-        roots << readFileBytes(icpBrasil(file));
-    roots << readFileBytes(icpBrasil("ca/test-pki/lacuna-root-test-v1.pem"))
-          << readFileBytes(icpBrasil("ca/test-pki/nfe-teste-ac-raiz.pem"));
-    for (const std::string& file : realIntermediates())
-        untrusted << readFileBytes(icpBrasil(file));
-    untrusted << readFileBytes(icpBrasil("ca/test-pki/lacuna-ca.pem"))
-              << readFileBytes(icpBrasil("ca/test-pki/nfe-teste-ac-intermediaria-1.pem"));
-    roots.close();
-    untrusted.close();
+    std::string roots, untrusted;
+    for (const Certificate& authority : allAuthorities())
+        (authority.isRoot() ? roots : untrusted) += authority.toPem();
+    orvane::test::writeFile(dir.file("roots.pem"), roots);
+    orvane::test::writeFile(dir.file("untrusted.pem"), untrusted);
     const std::string out = openssl({"verify", "-no_check_time", "-show_chain", "-CAfile",
                                      dir.file("roots.pem"), "-untrusted", dir.file("untrusted.pem"), icpBrasil(leaf)});
     std::vector<std::string> subjects;
@@ -52,11 +41,8 @@ std::vector<std::string> opensslChain(const std::string& leaf, const orvane::tes
     while (std::getline(lines, line))
         if (line.rfind("depth=", 0) == 0) {
             std::string name = line.substr(line.rfind("CN = ") + 5);
-            for (const char* tail : {" (untrusted)", ", emailAddress = "}) {
-                const auto mark = name.find(tail);
-                if (mark != std::string::npos)
-                    name.erase(mark);
-            }
+            for (const char* tail : {" (untrusted)", ", emailAddress = "})
+                name = name.substr(0, name.find(tail));
             subjects.push_back(name);
         }
     return subjects;
@@ -93,12 +79,8 @@ TEST(RepositoryChains, RootsPartialChainsAndSelfSignedIssuers)
     const CertificateChain rootChain = repository.buildChain(root);
     EXPECT_EQ(ChainComplete, rootChain.status);
     ASSERT_EQ(1u, rootChain.certificates.size());
-    try {
-        repository.findIssuer(root);
-        FAIL();
-    } catch (const CertificateNotFoundException& error) {
-        EXPECT_STREQ("Certificate not found: This Certificate is self-signed", error.what());
-    }
+    EXPECT_EQ("Certificate not found: This Certificate is self-signed",
+              failureOf<CertificateNotFoundException>([&] { repository.findIssuer(root); }));
 
     // Without the root the walk stops at the last authority that was found.
     MemoryRepository withoutRoot({loadCertificate("ca/intermediates/ac-digitalsign-rfb.pem"),
@@ -113,12 +95,8 @@ TEST(RepositoryChains, RootsPartialChainsAndSelfSignedIssuers)
     const CertificateChain alone = empty.buildChain(loadCertificate("end-entity/ecnpj-a1-kabum-certisign-rfb-g5-2019.pem"));
     EXPECT_EQ(ChainPartial, alone.status);
     EXPECT_EQ(1u, alone.certificates.size());
-    try {
-        empty.findIssuer(alone.certificates[0]);
-        FAIL();
-    } catch (const CertificateNotFoundException& error) {
-        EXPECT_STREQ("Certificate not found: Issuer not found", error.what());
-    }
+    EXPECT_EQ("Certificate not found: Issuer not found",
+              failureOf<CertificateNotFoundException>([&] { empty.findIssuer(alone.certificates[0]); }));
 }
 
 TEST(RepositoryChains, AnAuthorityWithTheRightNameButAnotherKeyIsPassedOver)
@@ -146,18 +124,15 @@ TEST(RepositoryChains, AnAuthorityWithTheRightNameButAnotherKeyIsPassedOver)
     EXPECT_THROW(onlyImpostor.findIssuer(leaf), CertificateNotFoundException);
 
     // Authorities that certify each other, neither a root, end the walk.
-    const Certificate a = CertificateBuilder()
-                              .subject({{"CN", "A"}})
-                              .issuer({{"CN", "B"}})
-                              .extension("basicConstraints", "critical,CA:TRUE")
-                              .build();
-    const Certificate b = CertificateBuilder()
-                              .subject({{"CN", "B"}})
-                              .issuer({{"CN", "A"}})
-                              .extension("basicConstraints", "critical,CA:TRUE")
-                              .build();
-    MemoryRepository loop({a, b});
-    const CertificateChain chain = loop.buildChain(a);
+    auto authority = [](const char* subject, const char* issuer) {
+        return CertificateBuilder()
+            .subject({{"CN", subject}})
+            .issuer({{"CN", issuer}})
+            .extension("basicConstraints", "critical,CA:TRUE")
+            .build();
+    };
+    MemoryRepository loop({authority("A", "B"), authority("B", "A")});
+    const CertificateChain chain = loop.buildChain(authority("A", "B"));
     EXPECT_EQ(ChainOtherError, chain.status);
     EXPECT_EQ(2u, chain.certificates.size());
 }
@@ -165,33 +140,22 @@ TEST(RepositoryChains, AnAuthorityWithTheRightNameButAnotherKeyIsPassedOver)
 TEST(RepositorySearches, FindFirstFingerprintAndIssuerSerial)
 {
     MemoryRepository repository(allAuthorities());
-    try {
-        repository.findFirst([](const Certificate&) { return false; });
-        FAIL();
-    } catch (const CertificateNotFoundException& error) {
-        EXPECT_STREQ("Certificate not found: ", error.what());
-    }
+    EXPECT_EQ("Certificate not found: ", failureOf<CertificateNotFoundException>([&] {
+                  repository.findFirst([](const Certificate&) { return false; });
+              }));
 
     const Certificate wanted = loadCertificate("ca/intermediates/ac-syngularid.pem");
     EXPECT_TRUE(repository.findByFingerprint(wanted.fingerprint()) == wanted);
-    try {
-        repository.findByFingerprint("00 11");
-        FAIL();
-    } catch (const CertificateNotFoundException& error) {
-        EXPECT_STREQ("Certificate not found: Fingerprint: 00 11", error.what());
-    }
+    EXPECT_EQ("Certificate not found: Fingerprint: 00 11",
+              failureOf<CertificateNotFoundException>([&] { repository.findByFingerprint("00 11"); }));
 
     EXPECT_TRUE(repository.findByIssuerAndSerial(wanted.issuerName(), wanted.serialNumber()) == wanted);
     const Certificate other = loadCertificate("ca/intermediates/ac-certisign-g6.pem");
-    try {
-        repository.findByIssuerAndSerial(other.issuerName(), wanted.serialNumber());
-        FAIL();
-    } catch (const CertificateNotFoundException& error) {
-        std::ostringstream name;
-        name << other.issuerName();
-        EXPECT_EQ("Certificate not found: Issuer: " + name.str() + ", Serial Number: " + wanted.serialNumber(),
-                  std::string(error.what()));
-    }
+    std::ostringstream name;
+    name << other.issuerName();
+    EXPECT_EQ("Certificate not found: Issuer: " + name.str() + ", Serial Number: " + wanted.serialNumber(),
+              failureOf<CertificateNotFoundException>(
+                  [&] { repository.findByIssuerAndSerial(other.issuerName(), wanted.serialNumber()); }));
 
     // findFirst stops at the first match.
     repository.visits = 0;
@@ -213,24 +177,15 @@ TEST(RepositorySigning, FailuresOfTheKeyLookupBecomeSignatureOrDecryptionErrors)
 {
     MemoryRepository repository;
     const Certificate certificate = loadCertificate("ca/roots/icp-brasil-raiz-v2.pem");
-    try {
-        repository.signWithCertificate(Bytes{1, 2, 3}, certificate, "SHA256");
-        FAIL();
-    } catch (const SignatureException& error) {
-        EXPECT_STREQ("Error at signing: Certificate not found: no keys here", error.what());
-    }
-    try {
-        repository.signDigestWithCertificate(Bytes{1, 2, 3}, certificate, "SHA256");
-        FAIL();
-    } catch (const SignatureException& error) {
-        EXPECT_STREQ("Error at signing: Certificate not found: no keys here", error.what());
-    }
-    try {
-        repository.decryptWithCertificate(Bytes{1, 2, 3}, certificate);
-        FAIL();
-    } catch (const DecryptionException& error) {
-        EXPECT_STREQ("Error at decrypting: Certificate not found: no keys here", error.what());
-    }
+    const std::string notFound = "Certificate not found: no keys here";
+    EXPECT_EQ("Error at signing: " + notFound, failureOf<SignatureException>([&] {
+                  repository.signWithCertificate(Bytes{1, 2, 3}, certificate, "SHA256");
+              }));
+    EXPECT_EQ("Error at signing: " + notFound, failureOf<SignatureException>([&] {
+                  repository.signDigestWithCertificate(Bytes{1, 2, 3}, certificate, "SHA256");
+              }));
+    EXPECT_EQ("Error at decrypting: " + notFound,
+              failureOf<DecryptionException>([&] { repository.decryptWithCertificate(Bytes{1, 2, 3}, certificate); }));
 }
 
 } // namespace

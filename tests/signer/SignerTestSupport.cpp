@@ -11,8 +11,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 namespace orvane::test::signer {
@@ -22,16 +20,6 @@ using namespace valmora::signer;
 std::string icpBrasil(const std::string& relative)
 {
     return std::string(ORVANE_SHARED_TESTDATA_DIR) + "/icp-brasil/" + relative;
-}
-
-std::string readFileBytes(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw std::runtime_error("cannot read " + path);
-    std::ostringstream content;
-    content << in.rdbuf();
-    return content.str();
 }
 
 Certificate loadCertificate(const std::string& relative)
@@ -98,20 +86,12 @@ X509_NAME* makeName(const std::vector<std::pair<std::string, std::string>>& entr
     return name;
 }
 
-void setTime(X509* x509, const std::string& text, int type, bool after)
+void setTime(X509* x509, const std::string& text, bool after)
 {
     ASN1_TIME* time = ASN1_TIME_new();
-    if (type == 0) {
-        if (ASN1_TIME_set_string(time, text.c_str()) != 1)
-            throw std::runtime_error("bad time " + text);
-    } else {
-        ASN1_STRING_set(time, text.data(), static_cast<int>(text.size()));
-        time->type = type;
-    }
-    if (after)
-        X509_set1_notAfter(x509, time);
-    else
-        X509_set1_notBefore(x509, time);
+    if (ASN1_TIME_set_string(time, text.c_str()) != 1)
+        throw std::runtime_error("bad time " + text);
+    (after ? X509_set1_notAfter : X509_set1_notBefore)(x509, time);
     ASN1_TIME_free(time);
 }
 
@@ -120,6 +100,7 @@ void setTime(X509* x509, const std::string& text, int type, bool after)
 std::vector<std::string> realRoots() { return pemFilesUnder("ca/roots"); }
 std::vector<std::string> realIntermediates() { return pemFilesUnder("ca/intermediates"); }
 std::vector<std::string> realEndEntities() { return pemFilesUnder("end-entity"); }
+std::vector<std::string> realTestAuthorities() { return pemFilesUnder("ca/test-pki"); }
 
 EVP_PKEY* testKey()
 {
@@ -138,8 +119,8 @@ CertificateBuilder::CertificateBuilder()
 {
     X509_set_version(x509_, 2);
     ASN1_INTEGER_set(X509_get_serialNumber(x509_), 1);
-    setTime(x509_, "20240101000000Z", 0, false);
-    setTime(x509_, "20340101000000Z", 0, true);
+    setTime(x509_, "20240101000000Z", false);
+    setTime(x509_, "20340101000000Z", true);
 }
 
 CertificateBuilder::~CertificateBuilder()
@@ -170,40 +151,42 @@ CertificateBuilder& CertificateBuilder::serial(long value)
     return *this;
 }
 
-CertificateBuilder& CertificateBuilder::notBefore(const std::string& text, int type)
+CertificateBuilder& CertificateBuilder::notBefore(const std::string& text)
 {
-    setTime(x509_, text, type, false);
+    setTime(x509_, text, false);
     return *this;
 }
 
-CertificateBuilder& CertificateBuilder::notAfter(const std::string& text, int type)
+CertificateBuilder& CertificateBuilder::notAfter(const std::string& text)
 {
-    setTime(x509_, text, type, true);
+    setTime(x509_, text, true);
     return *this;
 }
 
 CertificateBuilder& CertificateBuilder::otherName(const std::string& oid, const std::string& value, int asn1Type)
 {
-    if (!altNames_)
-        altNames_ = GENERAL_NAMES_new();
     ASN1_STRING* string = ASN1_STRING_type_new(asn1Type);
     ASN1_STRING_set(string, value.data(), static_cast<int>(value.size()));
     ASN1_TYPE* typed = ASN1_TYPE_new();
     ASN1_TYPE_set(typed, asn1Type, string);
     GENERAL_NAME* name = GENERAL_NAME_new();
     GENERAL_NAME_set0_othername(name, OBJ_txt2obj(oid.c_str(), 1), typed);
-    sk_GENERAL_NAME_push(altNames_, name);
-    return *this;
+    return altName(name);
 }
 
 CertificateBuilder& CertificateBuilder::email(const std::string& address)
 {
-    if (!altNames_)
-        altNames_ = GENERAL_NAMES_new();
     ASN1_IA5STRING* string = ASN1_IA5STRING_new();
     ASN1_STRING_set(string, address.data(), static_cast<int>(address.size()));
     GENERAL_NAME* name = GENERAL_NAME_new();
     GENERAL_NAME_set0_value(name, GEN_EMAIL, string);
+    return altName(name);
+}
+
+CertificateBuilder& CertificateBuilder::altName(GENERAL_NAME* name)
+{
+    if (!altNames_)
+        altNames_ = GENERAL_NAMES_new();
     sk_GENERAL_NAME_push(altNames_, name);
     return *this;
 }
@@ -240,9 +223,8 @@ Bytes CertificateBuilder::der()
     if (X509_NAME_entry_count(X509_get_issuer_name(x509_)) == 0)
         X509_set_issuer_name(x509_, X509_get_subject_name(x509_));
     X509_set_pubkey(x509_, publicKey_ ? publicKey_ : testKey());
-    if (altNames_) {
+    if (altNames_)
         X509_add1_ext_i2d(x509_, NID_subject_alt_name, altNames_, 0, X509V3_ADD_REPLACE);
-    }
     if (X509_sign(x509_, signingKey_ ? signingKey_ : testKey(), EVP_sha256()) <= 0)
         throw std::runtime_error("cannot sign test certificate");
     unsigned char* der = nullptr;

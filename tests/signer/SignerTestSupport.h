@@ -6,8 +6,9 @@
 
 #include "signer/Certificate.h"
 #include "signer/Repository.h"
+#include "tests/mock/TempDir.h"
 
-#include <openssl/x509.h>
+#include <openssl/x509v3.h>
 
 #include <string>
 #include <utility>
@@ -19,7 +20,7 @@ using valmora::signer::Bytes;
 using valmora::signer::Certificate;
 
 std::string icpBrasil(const std::string& relative);
-std::string readFileBytes(const std::string& path);
+inline std::string readFileBytes(const std::string& path) { return orvane::test::readFile(path); }
 Certificate loadCertificate(const std::string& relative);
 
 // Runs /usr/bin/openssl with these arguments; fails the test on a non-zero
@@ -29,10 +30,26 @@ std::string openssl(const std::vector<std::string>& arguments, const std::string
 int opensslStatus(const std::vector<std::string>& arguments, std::string* out = nullptr, std::string* err = nullptr,
                   const std::string& input = {});
 
+// The text of the exception of type E that `action` throws, or
+// "<no exception>".
+template <class E, class F>
+std::string failureOf(F&& action)
+{
+    try {
+        action();
+    } catch (const E& error) {
+        return error.what();
+    }
+    return "<no exception>";
+}
+
+inline std::string asText(const Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
+
 // Whole-file names of the real certificates.
 std::vector<std::string> realRoots();
 std::vector<std::string> realIntermediates();
 std::vector<std::string> realEndEntities();
+std::vector<std::string> realTestAuthorities();  // the test PKIs of Lacuna and of the NF-e
 
 // An RSA key, made once per process (generation is slow).
 EVP_PKEY* testKey();
@@ -50,10 +67,9 @@ public:
     CertificateBuilder& subject(const std::vector<std::pair<std::string, std::string>>& entries);
     CertificateBuilder& issuer(const std::vector<std::pair<std::string, std::string>>& entries);
     CertificateBuilder& serial(long value);
-    // Times as written: 13 characters make a UTCTime, 15 a GeneralizedTime;
-    // anything else is stored as it stands with the type given.
-    CertificateBuilder& notBefore(const std::string& text, int type = 0);
-    CertificateBuilder& notAfter(const std::string& text, int type = 0);
+    // Times as written: 13 characters make a UTCTime, 15 a GeneralizedTime.
+    CertificateBuilder& notBefore(const std::string& text);
+    CertificateBuilder& notAfter(const std::string& text);
     // An otherName of the subject alternative name; `asn1Type` is
     // V_ASN1_OCTET_STRING, V_ASN1_PRINTABLESTRING, V_ASN1_UTF8STRING...
     CertificateBuilder& otherName(const std::string& oid, const std::string& value,
@@ -68,6 +84,8 @@ public:
     Bytes der();
 
 private:
+    CertificateBuilder& altName(GENERAL_NAME* name);
+
     X509* x509_;
     GENERAL_NAMES* altNames_;
     EVP_PKEY* publicKey_;

@@ -20,8 +20,7 @@ using orvane::test::TempKeyStore;
 using orvane::test::writeFile;
 using orvane::test::signer::openssl;
 using orvane::test::signer::opensslStatus;
-using orvane::test::store::readBytes;
-using orvane::test::store::writeBytes;
+using orvane::test::signer::asText;
 
 namespace {
 
@@ -49,8 +48,8 @@ protected:
     {
         writeFile(files.file("cert.pem"), certificate.toPem());
         writeFile(files.file("pub.pem"), openssl({"x509", "-in", files.file("cert.pem"), "-noout", "-pubkey"}));
-        writeBytes(files.file("data"), data);
-        writeBytes(files.file("sig"), signature);
+        writeFile(files.file("data"), asText(data));
+        writeFile(files.file("sig"), asText(signature));
         std::string out;
         return opensslStatus({"dgst", "-sha256", "-verify", files.file("pub.pem"), "-signature", files.file("sig"),
                               files.file("data")},
@@ -83,14 +82,10 @@ TEST_F(GeneratedKeyTest, RequestCertificateAdditionAndSignatureThroughTheLinkedK
         EXPECT_TRUE(repository.addCertificate(issued));
 
         const std::optional<StoreEntry> entry = folders->find("MY", issued.fingerprint());
-        EXPECT_TRUE(entry);
-        if (entry) {
-            EXPECT_TRUE(entry->provider);
-            EXPECT_EQ(localKeyProviderName, entry->provider.value_or(KeyProviderInfo{}).providerName);
-            EXPECT_EQ(keyName, entry->provider.value_or(KeyProviderInfo{}).containerName)
-                << "linked to the key generated for the request, not to a copy";
-            EXPECT_EQ(L"Valmora Certificadora Digital SA", entry->friendlyName.value_or(L""));
-        }
+        const KeyProviderInfo link = entry ? entry->provider.value_or(KeyProviderInfo{}) : KeyProviderInfo{};
+        EXPECT_EQ(localKeyProviderName, link.providerName);
+        EXPECT_EQ(keyName, link.containerName) << "linked to the key generated for the request, not to a copy";
+        EXPECT_EQ(L"Valmora Certificadora Digital SA", entry ? entry->friendlyName.value_or(L"") : L"");
         EXPECT_FALSE(folders->find("AddressBook", issued.fingerprint()));
         return pem;
     }();
@@ -125,12 +120,8 @@ TEST_F(GeneratedKeyTest, OtherFailuresOfTheFamilyPassAdditionUnwrapped)
     const std::string pem = repository.createDefaultRequest(TempKeyStore::newKeyName(), 2048).toPem();
     const Certificate issued = issue(pem);
     blind->blind = true;
-    try {
-        repository.addCertificate(issued);
-        ADD_FAILURE();
-    } catch (const CertificateNotFoundException& error) {
-        EXPECT_EQ("Certificate not found: Fingerprint: " + issued.fingerprint(), std::string(error.what()));
-    }
+    EXPECT_EQ("Certificate not found: Fingerprint: " + issued.fingerprint(),
+              orvane::test::signer::failureOf<CertificateNotFoundException>([&] { repository.addCertificate(issued); }));
 }
 
 TEST_F(GeneratedKeyTest, ImportOfPkcs12WithALinkPutsTheKeyUnderThatNameAndNamesTheEntry)
@@ -160,12 +151,9 @@ TEST_F(GeneratedKeyTest, ImportOfPkcs12WithALinkPutsTheKeyUnderThatNameAndNamesT
     EXPECT_TRUE(verifiesWithCertificate(issued, data, repository.signWithCertificate(data, issued, "SHA256")));
 
     std::stringstream wrong(std::string(readFile(files.file("own.p12"))));
-    try {
-        repository.importPfx(wrong, L"errada", ProviderLink{}, false);
-        ADD_FAILURE();
-    } catch (const CapiException& error) {
-        EXPECT_NE(std::string::npos, std::string(error.what()).find("(PFXImportCertStore)"));
-    }
+    EXPECT_NE(std::string::npos, orvane::test::signer::failureOf<CapiException>([&] {
+                                     repository.importPfx(wrong, L"errada", ProviderLink{}, false);
+                                 }).find("(PFXImportCertStore)"));
 }
 
 TEST_F(GeneratedKeyTest, GenerationReplacesAWaitingKeyOfTheSameNameButNeverANamedKey)

@@ -12,8 +12,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include <sys/stat.h>
 
 using namespace valmora::signer;
@@ -24,9 +22,8 @@ using orvane::test::TempKeyStore;
 using orvane::test::writeFile;
 using orvane::test::signer::openssl;
 using orvane::test::signer::opensslStatus;
-using orvane::test::store::readBytes;
-using orvane::test::store::readTokenAttribute;
-using orvane::test::store::writeBytes;
+using orvane::test::signer::asText;
+using orvane::test::signer::failureOf;
 
 namespace {
 
@@ -39,16 +36,16 @@ mode_t modeOf(const std::string& path)
     return info.st_mode & 07777;
 }
 
-// Verifies an RSA SHA-256 signature of `data` with the openssl tool.
-bool opensslVerifies(const TempDir& dir, const PublicKey& key, const Bytes& data, const Bytes& signature)
+// Verifies an RSA signature of `data` with the openssl tool.
+bool opensslVerifies(const TempDir& dir, const PublicKey& key, const Bytes& data, const Bytes& signature,
+                     const std::string& hash = "-sha256")
 {
     writeFile(dir.file("key.pem"), key.toPem());
-    writeBytes(dir.file("data"), data);
-    writeBytes(dir.file("signature"), signature);
+    writeFile(dir.file("data"), asText(data));
+    writeFile(dir.file("signature"), asText(signature));
     std::string out;
-    const int status = opensslStatus({"dgst", "-sha256", "-verify", dir.file("key.pem"), "-signature",
-                                      dir.file("signature"), dir.file("data")},
-                                     &out);
+    const int status = opensslStatus(
+        {"dgst", hash, "-verify", dir.file("key.pem"), "-signature", dir.file("signature"), dir.file("data")}, &out);
     return status == 0 && out.find("Verified OK") != std::string::npos;
 }
 
@@ -60,7 +57,7 @@ protected:
 
 } // namespace
 
-TEST_F(NamedKeyTest, CreatedKeyHasTheAskedSizeWithExponent65537AndReadsBackTheSame)
+TEST_F(NamedKeyTest, CreatedKeyIsPrivateSensitiveNeverExtractableAndReadsBackTheSame)
 {
     SystemRepository repository = token.repository();
     const std::wstring name = TempKeyStore::newKeyName();
@@ -70,42 +67,28 @@ TEST_F(NamedKeyTest, CreatedKeyHasTheAskedSizeWithExponent65537AndReadsBackTheSa
     EXPECT_EQ(created, repository.publicKeyOfNamedKey(name));
     EXPECT_TRUE(repository.hasNamedKey(name));
     EXPECT_FALSE(repository.hasNamedKey(TempKeyStore::newKeyName()));
-}
 
-TEST_F(NamedKeyTest, PrivateObjectIsPrivateSensitiveNotExtractableAndSignsAndDecrypts)
-{
-    const std::string label = narrow(token.createNamedKey());
-    const auto flag = [&](CK_ATTRIBUTE_TYPE type) {
-        Bytes value;
-        EXPECT_EQ(CKR_OK, readTokenAttribute(token.settings(), label, CKO_PRIVATE_KEY, type, value)) << type;
-        return value.size() == 1 && value[0] == CK_TRUE;
+    // As pkcs11-tool sees it: private (no object before the login), sensitive
+    // and never extractable, for signing and decryption.
+    const Pkcs11Settings settings = token.settings();
+    auto privateKeys = [&](bool login) {
+        std::vector<std::string> argv = {"/usr/bin/pkcs11-tool", "--module", settings.modulePath, "--token-label",
+                                         settings.tokenLabel, "--list-objects", "--type", "privkey"};
+        if (login)
+            argv.insert(argv.end(), {"--login", "--pin", readFile(settings.pinFile).substr(0, 32)});
+        const auto listed = runProcess(argv, {}, {{"SOFTHSM2_CONF", settings.softHsmFolder + "/softhsm2.conf"}});
+        EXPECT_EQ(0, listed.exitCode) << listed.err;
+        return listed.out;
     };
-    EXPECT_TRUE(flag(CKA_TOKEN));
-    EXPECT_TRUE(flag(CKA_PRIVATE));
-    EXPECT_TRUE(flag(CKA_SENSITIVE));
-    EXPECT_FALSE(flag(CKA_EXTRACTABLE));
-    EXPECT_TRUE(flag(CKA_NEVER_EXTRACTABLE));
-    EXPECT_TRUE(flag(CKA_SIGN));
-    EXPECT_TRUE(flag(CKA_DECRYPT));
-}
-
-TEST_F(NamedKeyTest, TokenRefusesToRevealThePrivateKey)
-{
-    const std::wstring name = token.createNamedKey();
+    EXPECT_EQ(std::string::npos, privateKeys(false).find("Private Key Object"));
+    const std::string listed = privateKeys(true);
     const std::string label = narrow(name);
-    for (CK_ATTRIBUTE_TYPE secret : {CKA_PRIVATE_EXPONENT, CKA_PRIME_1, CKA_PRIME_2, CKA_VALUE}) {
-        Bytes value;
-        const CK_RV rv = readTokenAttribute(token.settings(), label, CKO_PRIVATE_KEY, secret, value);
-        EXPECT_NE(CKR_OK, rv) << "attribute " << secret << " was revealed";
-        EXPECT_TRUE(rv == CKR_ATTRIBUTE_SENSITIVE || rv == CKR_ATTRIBUTE_TYPE_INVALID) << rv;
-    }
+    EXPECT_NE(std::string::npos, listed.find("label:      " + label)) << listed;
+    EXPECT_NE(std::string::npos, listed.find("Usage:      decrypt, sign")) << listed;
+    EXPECT_NE(std::string::npos, listed.find("Access:     sensitive, always sensitive, never extractable")) << listed;
     // Nor does the store's own export hand it out.
-    try {
-        token.keyStore()->exportPrivateKey(label);
-        ADD_FAILURE() << "a named key was exported";
-    } catch (const KeyStoreError& error) {
-        EXPECT_NE(std::string::npos, std::string(error.what()).find("CKR_ATTRIBUTE_SENSITIVE")) << error.what();
-    }
+    EXPECT_NE(std::string::npos, failureOf<KeyStoreError>([&] { token.keyStore()->exportPrivateKey(label); })
+                                     .find("CKR_ATTRIBUTE_SENSITIVE"));
 }
 
 TEST_F(NamedKeyTest, SecondProcessFindsTheKeyByNameAndItsSignatureVerifiesWithOpenssl)
@@ -114,94 +97,55 @@ TEST_F(NamedKeyTest, SecondProcessFindsTheKeyByNameAndItsSignatureVerifiesWithOp
     const std::wstring name = token.createNamedKey();
     const PublicKey publicKey = repository.publicKeyOfNamedKey(name);
     const Bytes data = {'{', '"', 'a', '"', ':', '1', '}'};
-    writeBytes(files.file("request.json"), data);
+    writeFile(files.file("request.json"), asText(data));
 
     const auto result = runProcess({STORE_KEYCHILD, "sign", token.softHsmFolder(), narrow(name),
                                     files.file("request.json"), files.file("request.sig")});
     ASSERT_EQ(0, result.exitCode) << result.err;
-    const Bytes signature = readBytes(files.file("request.sig"));
+    const std::string signed_ = readFile(files.file("request.sig"));
+    const Bytes signature(signed_.begin(), signed_.end());
     ASSERT_EQ(256u, signature.size());
     EXPECT_TRUE(opensslVerifies(files, publicKey, data, signature));
-    // PKCS#1 v1.5 is deterministic: this process signs the same bytes.
-    EXPECT_EQ(signature, repository.signWithNamedKey(data, name, "SHA256"));
-
     Bytes tampered = data;
     tampered[1] = 'b';
     EXPECT_FALSE(opensslVerifies(files, publicKey, tampered, signature));
-}
+    // PKCS#1 v1.5 is deterministic: this process signs the same bytes.
+    EXPECT_EQ(signature, repository.signWithNamedKey(data, name, "SHA256"));
 
-TEST_F(NamedKeyTest, EmptyHashNameSignsAPreparedDigestInfoAsItStands)
-{
-    SystemRepository repository = token.repository();
-    const std::wstring name = token.createNamedKey();
-    const Bytes data = {1, 2, 3, 4, 5};
+    // An empty hash name signs a prepared DigestInfo as it stands (SHA-256's,
+    // RFC 8017, section 9.2, note 1); other names put their own together.
     const Bytes hashed = digest(data, "SHA256");
-    // DigestInfo of SHA-256 (RFC 8017, section 9.2, note 1) and the digest.
-    static const unsigned char prefix[] = {0x30, 0x31, 0x30, 0x0d, 0x06, 0x09, 0x60, 0x86, 0x48, 0x01,
-                                           0x65, 0x03, 0x04, 0x02, 0x01, 0x05, 0x00, 0x04, 0x20};
-    Bytes info(sizeof prefix + hashed.size());
-    std::copy(std::begin(prefix), std::end(prefix), info.begin());
-    std::copy(hashed.begin(), hashed.end(), info.begin() + sizeof prefix);
-    EXPECT_EQ(repository.signWithNamedKey(data, name, "SHA256"), repository.signWithNamedKey(info, name, ""));
-    // Other hash names put their own DigestInfo together.
-    const Bytes sha1Signature = repository.signWithNamedKey(data, name, "SHA1");
-    writeFile(files.file("key.pem"), repository.publicKeyOfNamedKey(name).toPem());
-    writeBytes(files.file("data"), data);
-    writeBytes(files.file("sig"), sha1Signature);
-    std::string out;
-    EXPECT_EQ(0, opensslStatus({"dgst", "-sha1", "-verify", files.file("key.pem"), "-signature", files.file("sig"),
-                                files.file("data")},
-                               &out));
-}
+    const std::string infoText =
+        std::string("\x30\x31\x30\x0d\x06\x09\x60\x86\x48\x01\x65\x03\x04\x02\x01\x05\x00\x04\x20", 19) + asText(hashed);
+    const Bytes info(infoText.begin(), infoText.end());
+    EXPECT_EQ(signature, repository.signWithNamedKey(info, name, ""));
+    EXPECT_TRUE(opensslVerifies(files, publicKey, data, repository.signWithNamedKey(data, name, "SHA1"), "-sha1"));
 
-TEST_F(NamedKeyTest, DecryptsWhatOpensslEncryptedForIt)
-{
-    SystemRepository repository = token.repository();
-    const std::wstring name = token.createNamedKey();
-    writeFile(files.file("key.pem"), repository.publicKeyOfNamedKey(name).toPem());
+    // And it decrypts what the tool encrypted for it.
     writeFile(files.file("secret"), "a session key");
-    openssl({"pkeyutl", "-encrypt", "-pubin", "-inkey", files.file("key.pem"), "-pkeyopt", "rsa_padding_mode:pkcs1",
-             "-in", files.file("secret"), "-out", files.file("secret.enc")});
-    const Bytes plain =
-        repository.decrypt(readBytes(files.file("secret.enc")), std::make_shared<KeyStorePrivateKey>(narrow(name), false));
-    EXPECT_EQ("a session key", std::string(plain.begin(), plain.end()));
+    const std::string encrypted = openssl({"pkeyutl", "-encrypt", "-pubin", "-inkey", files.file("key.pem"), "-pkeyopt",
+                                           "rsa_padding_mode:pkcs1", "-in", files.file("secret")});
+    EXPECT_EQ("a session key", asText(repository.decrypt(Bytes(encrypted.begin(), encrypted.end()),
+                                                         std::make_shared<KeyStorePrivateKey>(narrow(name), false))));
 }
 
 TEST_F(NamedKeyTest, UnknownNamesAndTakenNamesFailClearly)
 {
     SystemRepository repository = token.repository();
     const std::wstring missing = L"Orvane.00000000-0000-4000-8000-000000000000";
-    try {
-        repository.publicKeyOfNamedKey(missing);
-        ADD_FAILURE() << "no failure";
-    } catch (const CapiException& error) {
-        EXPECT_EQ("No key named \"" + narrow(missing) + "\" in the key store (NCryptOpenKey)",
-                  std::string(error.what()));
-    }
-    try {
-        repository.signWithNamedKey({1, 2, 3}, missing, "SHA256");
-        ADD_FAILURE() << "no failure";
-    } catch (const SignatureException& error) {
-        EXPECT_EQ("Error at signing: No key named \"" + narrow(missing) + "\" in the key store (NCryptDecrypt)",
-                  std::string(error.what()));
-    }
+    const std::string noKey = "No key named \"" + narrow(missing) + "\" in the key store";
+    EXPECT_EQ(noKey + " (NCryptOpenKey)",
+              failureOf<CapiException>([&] { repository.publicKeyOfNamedKey(missing); }));
+    EXPECT_EQ("Error at signing: " + noKey + " (NCryptDecrypt)",
+              failureOf<SignatureException>([&] { repository.signWithNamedKey({1, 2, 3}, missing, "SHA256"); }));
     // A key reached through a certificate fails under the signing call of
     // that way, unwrapped.
-    try {
-        repository.sign({1, 2, 3}, std::make_shared<KeyStorePrivateKey>(narrow(missing), true), "SHA256");
-        ADD_FAILURE() << "no failure";
-    } catch (const CapiException& error) {
-        EXPECT_EQ("No key named \"" + narrow(missing) + "\" in the key store (CryptSignHashW)",
-                  std::string(error.what()));
-    }
+    EXPECT_EQ(noKey + " (CryptSignHashW)", failureOf<CapiException>([&] {
+                  repository.sign({1, 2, 3}, std::make_shared<KeyStorePrivateKey>(narrow(missing), true), "SHA256");
+              }));
     const std::wstring taken = token.createNamedKey();
-    try {
-        repository.createNamedKey(taken, 2048);
-        ADD_FAILURE() << "no failure";
-    } catch (const CapiException& error) {
-        EXPECT_NE(std::string::npos, std::string(error.what()).find("exists already (NCryptCreatePersistedKey)"))
-            << error.what();
-    }
+    EXPECT_NE(std::string::npos, failureOf<CapiException>([&] { repository.createNamedKey(taken, 2048); })
+                                     .find("exists already (NCryptCreatePersistedKey)"));
     EXPECT_THROW(repository.signWithNamedKey({1}, taken, "NOT-A-HASH"), SignatureException);
 }
 

@@ -1,14 +1,11 @@
 #pragma once
 
-// Helpers of the store suites: a look straight into the token, files for
-// the openssl tool, and small certificate chains.
+// Helpers of the store suites: small certificate chains and a store that
+// counts its lookups.
 
 #include "signer/Certificate.h"
 #include "signer/CertificateStore.h"
 #include "signer/Encoding.h"
-#include "signer/pkcs11/Pkcs11Settings.h"
-
-#include <p11-kit/pkcs11.h>
 
 #include <memory>
 #include <optional>
@@ -23,17 +20,6 @@ using valmora::signer::CertificateStore;
 using valmora::signer::EntryChange;
 using valmora::signer::EntryVisitor;
 using valmora::signer::StoreEntry;
-
-// Reads one attribute of the object of class `objectClass` labelled `label`
-// on the token of `settings`, through PKCS#11 alone, logged in as the user.
-// Answers the module's return value; `value` gets the bytes when it is
-// CKR_OK. The token must be open in this process already (a key store on
-// it alive).
-CK_RV readTokenAttribute(const valmora::signer::Pkcs11Settings& settings, const std::string& label,
-                         CK_OBJECT_CLASS objectClass, CK_ATTRIBUTE_TYPE type, Bytes& value);
-
-void writeBytes(const std::string& path, const Bytes& bytes);
-Bytes readBytes(const std::string& path);
 
 // A root, an authority below it and an end entity below that, made on the
 // spot; `expiredLeaf` makes the end entity's validity lie in the past.

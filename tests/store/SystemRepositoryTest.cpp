@@ -5,6 +5,7 @@
 #include "signer/directory/DirectoryCertificateStore.h"
 #include "tests/mock/TempDir.h"
 #include "tests/mock/TempKeyStore.h"
+#include "tests/signer/SignerTestSupport.h"
 #include "tests/store/StoreTestSupport.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 
 using namespace valmora::signer;
 using orvane::test::TempKeyStore;
+using orvane::test::signer::failureOf;
 using orvane::test::store::CountingStore;
 using orvane::test::store::makeChain;
 using orvane::test::store::makeEndEntity;
@@ -46,24 +48,18 @@ TEST_F(SystemRepositoryTest, FindByFingerprintWalksTheStoresInOrderAndCachesTheL
     EXPECT_EQ(2, counting->finds) << "MY, then AddressBook";
     EXPECT_EQ(onlyInAddressBook, counted.findByFingerprint(onlyInAddressBook.fingerprint()));
     EXPECT_EQ(2, counting->finds) << "the second search opens no store";
+    EXPECT_EQ(onlyInAddressBook, counted.clone()->findByFingerprint(onlyInAddressBook.fingerprint()));
+    EXPECT_EQ(2, counting->finds) << "a clone shares the search state";
 
     // The first store in order decides: the link-less MY entry is the one
     // whose key is asked for.
-    try {
-        counted.privateKeyOf(inTwo);
-        ADD_FAILURE();
-    } catch (const CapiException& error) {
-        EXPECT_EQ("The certificate has no link to a key provider (CryptAcquireCertificatePrivateKey)",
-                  std::string(error.what()));
-    }
+    EXPECT_EQ("The certificate has no link to a key provider (CryptAcquireCertificatePrivateKey)",
+              failureOf<CapiException>([&] { counted.privateKeyOf(inTwo); }));
     EXPECT_EQ(3, counting->finds);
 
-    try {
-        counted.findByFingerprint(makeEndEntity("Nowhere", 3).fingerprint());
-        ADD_FAILURE();
-    } catch (const CertificateNotFoundException& error) {
-        EXPECT_EQ(0u, std::string(error.what()).find("Certificate not found: Fingerprint: "));
-    }
+    const Certificate nowhere = makeEndEntity("Nowhere", 3);
+    EXPECT_EQ("Certificate not found: Fingerprint: " + nowhere.fingerprint(),
+              failureOf<CertificateNotFoundException>([&] { counted.findByFingerprint(nowhere.fingerprint()); }));
     EXPECT_EQ(7, counting->finds) << "a miss asks all four stores";
 }
 
@@ -75,22 +71,21 @@ TEST_F(SystemRepositoryTest, VisitWithAllCaCategoriesSeesARootOfCaAndRootOnceAnd
     folders->put("CA", bare(chain.intermediate));
     folders->put("MY", bare(chain.leaf));
 
-    std::vector<Certificate> seen;
-    repository.visitCertificates(AnyCaFilter, [&](const Certificate& certificate) {
-        seen.push_back(certificate);
-        return Then::Continue;
-    });
-    EXPECT_EQ(2u, seen.size());
-    EXPECT_EQ(1, std::count(seen.begin(), seen.end(), chain.root));
-    EXPECT_EQ(1, std::count(seen.begin(), seen.end(), chain.intermediate));
-
-    seen.clear();
-    repository.visitCertificates(AllFilter, [&](const Certificate& certificate) {
-        seen.push_back(certificate);
-        return Then::Continue;
-    });
-    EXPECT_EQ(3u, seen.size());
-    EXPECT_EQ(chain.leaf, seen.front()) << "MY comes first";
+    auto visit = [&](RepositoryFilter filter) {
+        std::vector<Certificate> seen;
+        repository.visitCertificates(filter, [&](const Certificate& certificate) {
+            seen.push_back(certificate);
+            return Then::Continue;
+        });
+        return seen;
+    };
+    const std::vector<Certificate> authorities = visit(AnyCaFilter);
+    EXPECT_EQ(2u, authorities.size());
+    EXPECT_EQ(1, std::count(authorities.begin(), authorities.end(), chain.root));
+    EXPECT_EQ(1, std::count(authorities.begin(), authorities.end(), chain.intermediate));
+    const std::vector<Certificate> all = visit(AllFilter);
+    EXPECT_EQ(3u, all.size());
+    EXPECT_EQ(chain.leaf, all.front()) << "MY comes first";
 
     int visits = 0;
     repository.visitCertificates(AllFilter, [&](const Certificate&) {
@@ -151,12 +146,8 @@ TEST_F(SystemRepositoryTest, KeyOfACertificateLinkedToTheRemoteProviderIsOutOfRe
 {
     const Certificate remote = makeEndEntity("Remote");
     repository.bindToProvider(remote, ProviderLink{orvaneProviderName, L"remote-key"});
-    try {
-        repository.privateKeyOf(remote);
-        ADD_FAILURE();
-    } catch (const CapiException& error) {
-        EXPECT_NE(std::string::npos, std::string(error.what()).find("\"Orvane Cryptographic Provider\""));
-    }
+    EXPECT_NE(std::string::npos, failureOf<CapiException>([&] { repository.privateKeyOf(remote); })
+                                     .find("\"Orvane Cryptographic Provider\""));
     EXPECT_THROW(repository.signWithCertificate({1, 2}, remote, "SHA256"), SignatureException);
 }
 
@@ -166,6 +157,9 @@ TEST_F(SystemRepositoryTest, RemovalDuringAWalkWaitsForItsEndAndALongLivedObject
     const Certificate second = makeEndEntity("Second", 2);
     repository.bindToProvider(first, ProviderLink{orvaneProviderName, L"a"});
     repository.bindToProvider(second, ProviderLink{orvaneProviderName, L"b"});
+    // Entries without a link, or linked to another provider, are passed over.
+    folders->put("MY", bare(makeEndEntity("Unlinked", 3)));
+    repository.bindToProvider(makeEndEntity("Other provider", 4), ProviderLink{L"Some Other Provider", L"x"});
 
     std::vector<Certificate> walked;
     repository.certificatesOfProvider(orvaneProviderName, [&](const Certificate& certificate) {
@@ -189,57 +183,16 @@ TEST_F(SystemRepositoryTest, RemovalDuringAWalkWaitsForItsEndAndALongLivedObject
     EXPECT_THROW(repository.removeCertificate(second), CertificateNotFoundException);
 }
 
-TEST_F(SystemRepositoryTest, EntryWithoutLinkIsPassedOverByTheProviderWalk)
-{
-    const Certificate unlinked = makeEndEntity("Unlinked", 1);
-    const Certificate other = makeEndEntity("Other provider", 2);
-    const Certificate ours = makeEndEntity("Ours", 3);
-    folders->put("MY", bare(unlinked));
-    repository.bindToProvider(other, ProviderLink{L"Some Other Provider", L"x"});
-    repository.bindToProvider(ours, ProviderLink{orvaneProviderName, L"y"});
-    std::vector<Certificate> linked;
-    repository.certificatesOfProvider(orvaneProviderName, [&](const Certificate& c) { linked.push_back(c); });
-    EXPECT_EQ(std::vector<Certificate>{ours}, linked);
-}
-
 // A text that is no fingerprint finds nothing, in the family's terms; a "MY"
 // that cannot be opened says so under the opening call.
 TEST_F(SystemRepositoryTest, MalformedFingerprintIsNotFoundAndAnUnopenableStoreNamesTheOpening)
 {
-    try {
-        repository.findByFingerprint("zz 11");
-        ADD_FAILURE();
-    } catch (const CertificateNotFoundException& error) {
-        EXPECT_STREQ("Certificate not found: Fingerprint: zz 11", error.what());
-    }
+    EXPECT_EQ("Certificate not found: Fingerprint: zz 11",
+              failureOf<CertificateNotFoundException>([&] { repository.findByFingerprint("zz 11"); }));
 
     std::filesystem::create_directories(token.certificateStoreFolder());
     orvane::test::writeFile(token.certificateStoreFolder() + "/MY", "not a folder");
-    try {
-        repository.certificatesOfProvider(orvaneProviderName, [](const Certificate&) {});
-        ADD_FAILURE();
-    } catch (const CertificateSearchingException& error) {
-        EXPECT_NE(std::string::npos, std::string(error.what()).find(" (CertOpenSystemStore)")) << error.what();
-    }
-}
-
-TEST_F(SystemRepositoryTest, CloneSharesTheSearchState)
-{
-    const Certificate certificate = makeEndEntity("Clone");
-    folders->put("MY", bare(certificate));
-    auto counting = std::make_shared<CountingStore>(folders);
-    SystemRepository original(token.keyStore(), counting);
-    original.findByFingerprint(certificate.fingerprint());
-    const std::unique_ptr<Repository> copy = original.clone();
-    copy->findByFingerprint(certificate.fingerprint());
-    EXPECT_EQ(1, counting->finds);
-    EXPECT_NE(nullptr, dynamic_cast<SystemRepository*>(copy.get()));
-}
-
-TEST(ProcessWideRepositoryTest, IsOneObjectAndOpensNothingUntilUsed)
-{
-    SystemRepository& first = SystemRepository::processWide();
-    EXPECT_EQ(&first, &SystemRepository::processWide());
-    EXPECT_NE(nullptr, first.keyStore());
-    EXPECT_NE(nullptr, first.certificateStore());
+    EXPECT_NE(std::string::npos, failureOf<CertificateSearchingException>([&] {
+                                     repository.certificatesOfProvider(orvaneProviderName, [](const Certificate&) {});
+                                 }).find(" (CertOpenSystemStore)"));
 }
