@@ -44,24 +44,22 @@ TEST_F(ObjectGraphStart, PublishesEveryModelUnderTheNameTheScreensUse)
     EXPECT_FALSE(engine.rootContext()->contextProperty("maintenanceDevicesModel").isValid());
 }
 
-TEST_F(ObjectGraphStart, FirstRunHandsNoIdentityAndRefreshesNothing)
-{
-    ObjectGraph graph;
-    graph.start(L"2.1.4.3");
-    settle();
-    EXPECT_EQ(graph.aggregate(), nullptr);
-    EXPECT_FALSE(graph.installationModel.getHasAnInstallation());
-    EXPECT_EQ(graph.versionVerifier.currentVersion(), "2.1.4.3");
-    EXPECT_EQ(graph.hierarchyListModel.rowCount(), 0);
-    EXPECT_EQ(graph.certificatesTableModel.rowCount(), 0);
-    EXPECT_EQ(callCount("/listCertificates/"), 0);
-}
-
 // One emission at start reaches every receiver: each shows it by what it
 // does with the identity (the catalogue rows, the recommended version, the
 // proxy form read from its file, the first refresh of the certificates).
-TEST_F(ObjectGraphStart, EnrolledComputerGetsItsIdentityInEveryModelAndAFirstRefresh)
+TEST_F(ObjectGraphStart, StartHandsTheIdentityToEveryModelAndRefreshesOnlyWhenEnrolled)
 {
+    {
+        // A first run: no identity to hand, nothing to refresh.
+        ObjectGraph graph;
+        graph.start(L"2.1.4.3");
+        settle();
+        EXPECT_EQ(graph.aggregate(), nullptr);
+        EXPECT_FALSE(graph.installationModel.getHasAnInstallation());
+        EXPECT_EQ(graph.versionVerifier.currentVersion(), "2.1.4.3");
+        EXPECT_EQ(graph.hierarchyListModel.rowCount(), 0);
+        EXPECT_EQ(callCount("/listCertificates/"), 0);
+    }
     const std::unique_ptr<orvane::model::Orvane> enrolled = enrol();
     pair(*enrolled, sandbox().deviceCodesOf("ana").front());
     std::filesystem::create_directories(std::filesystem::path(orvane::model::proxyFilePath()).parent_path());

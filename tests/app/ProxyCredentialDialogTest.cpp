@@ -104,25 +104,15 @@ protected:
 
 QApplication* ProxyCredentialDialogTest::application_ = nullptr;
 
-TEST_F(ProxyCredentialDialogTest, ShowsCaptionMessageAndAHiddenPasswordField)
+TEST_F(ProxyCredentialDialogTest, RequestThreadGetsWhatWasTypedAfterOkAndNothingAfterCancel)
 {
-    ProxyCredentialDialog dialog;
-    EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Kestrel"));
-    EXPECT_TRUE(dialog.isModal());
-    auto* message = dialog.findChild<QLabel*>(QStringLiteral("message"));
-    ASSERT_NE(message, nullptr);
-    EXPECT_EQ(message->text().toUtf8(), QByteArray("Entre com a conta do usu\xC3\xAF\xC2\xBF\xC2\xBDrio"));
-    EXPECT_EQ(dialog.findChild<QLineEdit*>(QStringLiteral("password"))->echoMode(), QLineEdit::Password);
-    EXPECT_EQ(dialog.findChild<QLineEdit*>(QStringLiteral("user"))->echoMode(), QLineEdit::Normal);
-    auto* buttons = dialog.findChild<QDialogButtonBox*>(QStringLiteral("buttons"));
-    ASSERT_NE(buttons, nullptr);
-    EXPECT_NE(buttons->button(QDialogButtonBox::Ok), nullptr);
-    EXPECT_NE(buttons->button(QDialogButtonBox::Cancel), nullptr);
-}
-
-TEST_F(ProxyCredentialDialogTest, RequestThreadGetsWhatWasTypedAfterOk)
-{
+    // The user sees the network layer's caption and message, and a hidden
+    // password.
     const auto timer = answerNextDialog([](ProxyCredentialDialog* dialog) {
+        EXPECT_EQ(dialog->windowTitle(), QStringLiteral("Kestrel"));
+        EXPECT_EQ(dialog->findChild<QLabel*>(QStringLiteral("message"))->text().toUtf8(),
+                  QByteArray("Entre com a conta do usu\xC3\xAF\xC2\xBF\xC2\xBDrio"));
+        EXPECT_EQ(dialog->findChild<QLineEdit*>(QStringLiteral("password"))->echoMode(), QLineEdit::Password);
         type(dialog, QStringLiteral("agent"), QStringLiteral("s"));
         // keyClicks knows only ASCII keys; the rest is typed as input text.
         dialog->findChild<QLineEdit*>(QStringLiteral("password"))->insert(QString::fromUtf8("\xC3\xA9nha"));
@@ -133,16 +123,13 @@ TEST_F(ProxyCredentialDialogTest, RequestThreadGetsWhatWasTypedAfterOk)
     EXPECT_EQ(askFromWorker(user, password), 0);
     EXPECT_EQ(user, L"agent");
     EXPECT_EQ(password, L"s\u00e9nha");
-}
 
-TEST_F(ProxyCredentialDialogTest, CancelIsNotZeroAndLeavesTheFieldsAlone)
-{
-    const auto timer = answerNextDialog([](ProxyCredentialDialog* dialog) {
+    const auto cancelling = answerNextDialog([](ProxyCredentialDialog* dialog) {
         type(dialog, QStringLiteral("agent"), QStringLiteral("typed"));
         press(dialog, QDialogButtonBox::Cancel);
     });
-    std::wstring user = L"before";
-    std::wstring password;
+    user = L"before";
+    password.clear();
     EXPECT_NE(askFromWorker(user, password), 0);
     EXPECT_EQ(user, L"before");
     EXPECT_EQ(password, L"");

@@ -1,43 +1,20 @@
 #!/usr/bin/python3
-"""A small HTTP(S) server for tests: answers from a script, records requests.
+"""A small HTTP(S) server for tests, run with the system Python: answers
+from a script, records requests, loopback only; the port is written to
+--port-file once it listens.
 
-Run with the system Python (it needs the `cryptography` package for TLS
-material and signature checks). Loopback only; the port is chosen by the
-system and written to --port-file once the server listens.
+  serve --port-file F --record F [--script F] [--cert F --key F]
+        [--verify-key F] [--proxy-auth USER:PASSWORD]
+  certs DIR   (ca, good, expired, otherhost, selfsigned: .pem and .key)
 
-  scripted_http_server.py serve --port-file F --record F [--script F]
-        [--cert F --key F] [--verify-key F] [--proxy-auth USER:PASSWORD]
-  scripted_http_server.py certs DIR
-
-Script (JSON): {"responses": [answer, ...]}; the answers are used in request
-order and the last one repeats. An answer holds:
-  status   (int, default 200)
-  headers  ([[name, value], ...], default none)
-  body     (text, default "")
-  cut      (bool): announce the whole body, send half of it, then close
-  close    (bool): close the connection without any answer
-  delay    (float seconds): wait before answering (bounded by 30)
-  noLength (bool): no Content-Length; the body ends when the connection does
-
-Record: one JSON object a line per request: method, path, headers (list of
-[name, value]), body (text, UTF-8 with replacement), over TLS alpn (the
-protocol agreed; the server offers "h2" before "http/1.1" but speaks only
-HTTP/1.1), and, with --verify-key,
-envelopeVerified / bearerVerified (true, false or null when not applicable),
-checked with the given RSA public key (PKCS#1 v1.5, SHA-256):
-  envelope: the body is {"contentData": text, "signature": base64} and the
-            signature covers the UTF-8 bytes of contentData as sent;
-  bearer:   "Authorization: Bearer <base64>" covers the flattened form of the
-            JSON body (flatten() below).
-
-With --proxy-auth the server plays a proxy that insists: a request without
-"Proxy-Authorization: Basic <USER:PASSWORD>" is recorded and answered 407
-with a Basic challenge, and the script is not consulted.
-
-`certs DIR` writes: ca.pem (an authority no system trusts), good.pem/key
-(127.0.0.1 and localhost, from that CA), expired.pem/key (same names,
-validity ended yesterday), otherhost.pem/key (only "other.invalid"),
-selfsigned.pem/key (127.0.0.1 and localhost, its own issuer).
+Script: {"responses": [answer, ...]}, used in request order, the last one
+repeating; an answer has status, headers ([[name, value]]), body, and may
+cut the body in half (cut), close without answering (close), wait (delay,
+seconds) or send no Content-Length (noLength). Each request is recorded as a
+JSON line (method, path, headers, body, alpn over TLS); with --verify-key also
+envelopeVerified / bearerVerified, checked with that RSA key (PKCS#1 v1.5,
+SHA-256). With --proxy-auth a request without those Basic proxy credentials
+is answered 407, as an insisting proxy would.
 """
 
 import argparse

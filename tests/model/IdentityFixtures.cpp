@@ -147,56 +147,6 @@ std::unique_ptr<Orvane> sampleIdentity()
     return identity;
 }
 
-namespace {
-
-void expectSameReferences(const std::vector<KeyReference>& expected, const std::vector<KeyReference>& actual)
-{
-    ASSERT_EQ(expected.size(), actual.size());
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-        EXPECT_TRUE(expected[i].sameContent(actual[i])) << "key reference " << i;
-        EXPECT_EQ(KeyReference::keyIdText(expected[i].keyId), KeyReference::keyIdText(actual[i].keyId));
-    }
-}
-
-} // namespace
-
-void expectSameIdentity(const Orvane& expected, const Orvane& actual)
-{
-    EXPECT_EQ(expected.privateKeyReference, actual.privateKeyReference);
-    EXPECT_EQ(expected.desktopInfo.installationName, actual.desktopInfo.installationName);
-    EXPECT_EQ(expected.desktopInfo.operatingSystem, actual.desktopInfo.operatingSystem);
-    EXPECT_EQ(expected.desktopInfo.userName, actual.desktopInfo.userName);
-    EXPECT_EQ(expected.desktopInfo.domainName, actual.desktopInfo.domainName);
-    ASSERT_EQ(expected.kestrelInstallations.size(), actual.kestrelInstallations.size());
-    for (std::size_t i = 0; i < expected.kestrelInstallations.size(); ++i) {
-        const KestrelInstallation& e = expected.kestrelInstallations[i];
-        const KestrelInstallation& a = actual.kestrelInstallations[i];
-        EXPECT_EQ(e.targetUrl, a.targetUrl);
-        EXPECT_EQ(e.installationCode, a.installationCode);
-        EXPECT_EQ(e.hierarchies, a.hierarchies);
-        EXPECT_EQ(e.devices.lastModified, a.devices.lastModified);
-        ASSERT_EQ(e.devices.devices.size(), a.devices.devices.size());
-        for (std::size_t d = 0; d < e.devices.devices.size(); ++d) {
-            EXPECT_EQ(e.devices.devices[d]->hash, a.devices.devices[d]->hash);
-            EXPECT_EQ(e.devices.devices[d]->fantasyName, a.devices.devices[d]->fantasyName);
-            EXPECT_EQ(e.devices.devices[d]->localName, a.devices.devices[d]->localName);
-            expectSameReferences(e.devices.devices[d]->keyReferences, a.devices.devices[d]->keyReferences);
-        }
-    }
-    ASSERT_EQ(expected.allHarrierInstallations.size(), actual.allHarrierInstallations.size());
-    for (std::size_t i = 0; i < expected.allHarrierInstallations.size(); ++i) {
-        const HarrierInstallation& e = *expected.allHarrierInstallations[i];
-        const HarrierInstallation& a = *actual.allHarrierInstallations[i];
-        EXPECT_TRUE(e == a);
-        EXPECT_EQ(e.userName, a.userName);
-        EXPECT_EQ(e.organizationName, a.organizationName);
-        EXPECT_EQ(e.desktopCode, a.desktopCode);
-        EXPECT_EQ(e.authorizationMode, a.authorizationMode);
-        EXPECT_EQ(e.wallet->lastModified, a.wallet->lastModified);
-        expectSameReferences(e.wallet->keyReferences, a.wallet->keyReferences);
-    }
-}
-
 std::string identityFile()
 {
     return model::identityFilePath();

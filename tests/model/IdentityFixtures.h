@@ -33,10 +33,6 @@ std::string testCertificateBase64(const std::string& name);
 // and a few empty values. Back-pointers are wired.
 std::unique_ptr<model::Orvane> sampleIdentity();
 
-// Field by field equality of two aggregates, pointers excluded; on a
-// difference the failure names the first field that differs.
-void expectSameIdentity(const model::Orvane& expected, const model::Orvane& actual);
-
 // The identity file's path and a wipe of it between tests.
 std::string identityFile();
 void removeIdentityFile();

@@ -1,6 +1,5 @@
 #include "model/identity/ActiveInstallationNotFound.h"
 #include "model/keys/Device.h"
-#include "model/keys/DeviceList.h"
 #include "model/harrier/HarrierInstallation.h"
 #include "model/harrier/HarrierSignatureStrategy.h"
 #include "model/kestrel/KestrelSignatureStrategy.h"
@@ -40,24 +39,6 @@ Json::Value deviceReply(const std::string& code, const std::string& name, int ke
     return value;
 }
 
-// The local half of a Kestrel listing: names and identifiers carried over
-// from the old list into a new one.
-void replaceDevices(DeviceList& list, std::vector<std::shared_ptr<Device>> fresh)
-{
-    const auto keyIds = keyIdMap(list.allKeyReferences());
-    const auto names = localNameMap(list);
-    list.devices = std::move(fresh);
-    for (const auto& device : list.devices) {
-        device->applyDefaultNames();
-        auto found = names.find(device->hash);
-        if (found != names.end() && !found->second.empty())
-            device->localName = found->second;
-    }
-    restoreKeyIds(list.allKeyReferences(), keyIds);
-    for (KeyReference* reference : list.allKeyReferences())
-        reference->ensureKeyId();
-}
-
 } // namespace
 
 TEST(DeviceJson, DefaultNamesFromTheDeviceCode)
@@ -88,25 +69,6 @@ TEST(DeviceJson, ABrokenCertificateFailsTheWholeDevice)
     Json::Value reply = deviceReply("X", "Y", 1);
     reply["certificates"][0]["base64"] = "AAAA";
     EXPECT_THROW(Device::fromJson(reply), std::invalid_argument);
-}
-
-TEST(ListingRule, UserNamesAndIdentifiersSurviveWhileServiceNamesFollow)
-{
-    DeviceList list;
-    list.devices = {Device::fromJson(deviceReply("PHONE-1", "Moto", 2)), Device::fromJson(deviceReply("PHONE-2", "", 1))};
-    for (KeyReference* reference : list.allKeyReferences())
-        reference->ensureKeyId();
-    list.devices[0]->localName = L"Meu celular";   // the user renames it
-    const std::string firstId = KeyReference::keyIdText(list.devices[0]->keyReferences[0].keyId);
-
-    replaceDevices(list, {Device::fromJson(deviceReply("PHONE-1", "Moto G", 2)),
-                          Device::fromJson(deviceReply("PHONE-3", "Novo", 1))});
-    EXPECT_EQ(list.devices[0]->localName, L"Meu celular");
-    EXPECT_EQ(list.devices[0]->fantasyName, L"Moto G");
-    EXPECT_EQ(KeyReference::keyIdText(list.devices[0]->keyReferences[0].keyId), firstId);
-    EXPECT_EQ(list.devices[1]->localName, L"kestrel no Novo");
-    for (KeyReference* reference : list.allKeyReferences())
-        EXPECT_TRUE(reference->hasKeyId());
 }
 
 TEST(KeyGroupKinds, DeviceBehaviour)

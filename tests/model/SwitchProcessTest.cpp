@@ -104,25 +104,23 @@ TEST_F(Switches, ClearCacheMarksRepairsDeviceKeysAndForgetsTheMarks)
     EXPECT_EQ(readFile(file), repaired);
 }
 
-TEST_F(Switches, WalletKeyWithoutKeyIdEndsTheProcessAndLeavesTheFile)
+TEST_F(Switches, ClearCacheMarksLeavesTheFileWhenItMustNotOrCannotRepair)
 {
+    // A wallet key without KeyID ends the process; another address, or no
+    // file at all, is nothing to do.
     const std::string file = identityFilePath();
-    const std::string text = identity(orvane::test::kActiveKestrelUrl, "", "");
-    writeFile(file, text);
+    const std::string broken = identity(orvane::test::kActiveKestrelUrl, "", "");
+    const std::string elsewhere =
+        identity(orvane::test::kOtherKestrelUrl, "", "<KeyID>" + std::string(40, '7') + "</KeyID>");
+    writeFile(file, broken);
     const auto result = orvane("/r");
     EXPECT_NE(result.exitCode, 0);
     EXPECT_NE(result.err.find("Key Reference node está com dados incompletos"), std::string::npos) << result.err;
-    EXPECT_EQ(readFile(file), text);
-}
+    EXPECT_EQ(readFile(file), broken);
 
-TEST_F(Switches, ClearCacheMarksForAnotherAddressDoesNothing)
-{
-    const std::string file = identityFilePath();
-    const std::string text = identity(orvane::test::kOtherKestrelUrl, "", "<KeyID>" + std::string(40, '7') + "</KeyID>");
-    writeFile(file, text);
-    const auto result = orvane("/r");
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(readFile(file), text);
+    writeFile(file, elsewhere);
+    EXPECT_EQ(orvane("/r").exitCode, 0);
+    EXPECT_EQ(readFile(file), elsewhere);
 
     fs::remove(file);
     EXPECT_EQ(orvane("/r").exitCode, 0);
@@ -131,6 +129,14 @@ TEST_F(Switches, ClearCacheMarksForAnotherAddressDoesNothing)
 
 TEST_F(Switches, MigrationOfTheOldLayoutRunsOnce)
 {
+    // Without a usable old identity there is nothing to migrate.
+    EXPECT_EQ(orvane("/m").exitCode, 0);
+    writeFile(legacyIdentityFilePath(), "<Installation><GUID>x</GUID>");   // does not parse
+    writeFile(proxyFilePath(), "proxy.mode = 1\n");
+    EXPECT_EQ(orvane("/m").exitCode, 0);
+    EXPECT_FALSE(fs::exists(identityFilePath()));
+    EXPECT_EQ(readFile(proxyFilePath()), "proxy.mode = 1\n");
+
     const std::string oldIdentity = legacyIdentityFilePath();
     const std::string certificate = orvane::test::testCertificateBase64(orvane::test::testCertificateNames()[0]);
     std::string devices;
@@ -188,18 +194,6 @@ TEST_F(Switches, MigrationOfTheOldLayoutRunsOnce)
     // The migrated keys have no KeyID yet: the next load gives them one.
     EXPECT_EQ(orvane("/r").exitCode, 0);
     EXPECT_EQ(keyIds(readFile(identityFilePath())).size(), 3u);
-}
-
-TEST_F(Switches, MigrationWithoutAUsableOldIdentityDoesNothing)
-{
-    EXPECT_EQ(orvane("/m").exitCode, 0);
-    EXPECT_FALSE(fs::exists(identityFilePath()));
-
-    writeFile(legacyIdentityFilePath(), "<Installation><GUID>x</GUID>");   // does not parse
-    writeFile(proxyFilePath(), "proxy.mode = 1\n");
-    EXPECT_EQ(orvane("/m").exitCode, 0);
-    EXPECT_FALSE(fs::exists(identityFilePath()));
-    EXPECT_EQ(readFile(proxyFilePath()), "proxy.mode = 1\n");
 }
 
 // A saver killed at random moments never leaves a torn file: every time the

@@ -1,6 +1,5 @@
 // The process-wide credential buffers and the terminal prompt.
 
-#include "config/TextCodec.h"
 #include "net/ProxyCredentials.h"
 #include "net/TerminalCredentialPrompt.h"
 #include "tests/net/NetTestSupport.h"
@@ -53,13 +52,6 @@ TEST_F(CredentialBuffers, PromptFillsBothBuffersOnlyWhenConfirmed)
     // nothing in.
     EXPECT_EQ(proxyCredentialText(proxyUserBuffer), L"");
     EXPECT_EQ(proxyCredentialText(proxyPasswordBuffer), L"");
-}
-
-TEST(PromptTexts, CaptionAndMessageAsTheUserSeesThem)
-{
-    EXPECT_EQ(std::wstring(ProxyCredentialPrompt::caption), L"Kestrel");
-    EXPECT_EQ(orvane::model::toUtf8(ProxyCredentialPrompt::message),
-              "Entre com a conta do usu\xC3\xAF\xC2\xBF\xC2\xBDrio");
 }
 
 TEST(TerminalPrompt, CancelsWithoutATerminal)

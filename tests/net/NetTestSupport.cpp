@@ -252,4 +252,25 @@ std::string readAll(std::istream& stream)
     return text.str();
 }
 
+std::string answer(int status, const std::string& body, const std::string& headers, const std::string& extra)
+{
+    return R"({"status": )" + std::to_string(status) + R"(, "headers": )" + headers + R"(, "body": )"
+        + Json::valueToQuotedString(body.c_str()) + extra + "}";
+}
+
+std::string script(const std::string& answers)
+{
+    return R"({"responses": [)" + answers + "]}";
+}
+
+std::string postJson(valmora::net::HttpClientDownloader& client)
+{
+    client.setMethod(1);
+    client.addAccept(L"application/json");
+    client.setContentType(L"application/json");
+    const std::string body = R"({"a": 1})";
+    client.setBody(valmora::signer::Bytes(body.begin(), body.end()));
+    return readAll(client.openStream(L""));
+}
+
 } // namespace orvane::test

@@ -6,6 +6,7 @@
 // script. Everything is stopped when its object goes.
 
 #include "config/ProxySettings.h"
+#include "net/HttpClientDownloader.h"
 #include "net/ProxyCredentialPrompt.h"
 #include "tests/mock/ChildProcess.h"
 #include "tests/mock/TempDir.h"
@@ -141,5 +142,13 @@ private:
 
 // The whole body of a stream.
 std::string readAll(std::istream& stream);
+
+// One scripted answer (see the server script) and a script of answers.
+std::string answer(int status, const std::string& body, const std::string& headers = "[]",
+                   const std::string& extra = {});
+std::string script(const std::string& answers);
+
+// Posts {"a": 1} as JSON and returns the answer's body.
+std::string postJson(valmora::net::HttpClientDownloader& client);
 
 } // namespace orvane::test

@@ -16,16 +16,6 @@ namespace {
 
 const char* const hello = R"({"responses": [{"status": 200, "body": "{\"hello\": 1}"}]})";
 
-std::string post(HttpClientDownloader& client)
-{
-    client.setMethod(1);
-    client.addAccept(L"application/json");
-    client.setContentType(L"application/json");
-    const std::string body = R"({"a": 1})";
-    client.setBody(valmora::signer::Bytes(body.begin(), body.end()));
-    return readAll(client.openStream(L""));
-}
-
 } // namespace
 
 class ProxyAuthentication : public NetworkTest {
@@ -48,20 +38,27 @@ protected:
 
 TEST_F(ProxyAuthentication, NamedProxyAsksOnceAndTheNextClientPassesUnasked)
 {
+    // The named proxy is the HTTPS address, whatever no_proxy says.
     answers({{0, L"agent", L"s3cret"}});
-    writeProxySettings(true, L"3", proxy_.address());
+    EnvironmentScope noProxy("no_proxy", "127.0.0.1,localhost");
+    orvane::model::ProxySettings settings;
+    settings.enable = true;
+    settings.mode = L"3";
+    settings.addressHttp = L"127.0.0.1:1";   // never consulted
+    settings.addressHttps = proxy_.address();
+    orvane::model::saveProxySettings(settings);
     ScriptedServer server(hello, "good");
 
     HttpClientDownloader first(server.url(L"/doc"));
     ASSERT_FALSE(first.isInvalid());
-    EXPECT_EQ(post(first), R"({"hello": 1})");
+    EXPECT_EQ(postJson(first), R"({"hello": 1})");
     EXPECT_EQ(first.responseInfo().httpStatus, 200);
     EXPECT_EQ(prompt_->questions(), 1);
     EXPECT_TRUE(tunnelled(server));
     EXPECT_EQ(valmora::net::proxyCredentialText(valmora::net::proxyUserBuffer), L"agent");
 
     HttpClientDownloader second(server.url(L"/doc"));
-    EXPECT_EQ(post(second), R"({"hello": 1})");
+    EXPECT_EQ(postJson(second), R"({"hello": 1})");
     EXPECT_EQ(prompt_->questions(), 1);
     EXPECT_EQ(server.requests().size(), 2u);
 }
@@ -72,29 +69,13 @@ TEST_F(ProxyAuthentication, PlainHttpPostThroughTheProxyIsRetriedWithTheTypedCre
     writeProxySettings(true, L"3", proxy_.address());
     ScriptedServer server(hello);
     HttpClientDownloader client(server.url(L"/doc"));
-    EXPECT_EQ(post(client), R"({"hello": 1})");
+    EXPECT_EQ(postJson(client), R"({"hello": 1})");
     EXPECT_EQ(client.responseInfo().httpStatus, 200);
     EXPECT_EQ(prompt_->questions(), 1);
     const auto requests = server.requests();
     ASSERT_EQ(requests.size(), 1u);
     EXPECT_EQ(requests[0]["body"].asString(), R"({"a": 1})");
     EXPECT_NE(recordedHeader(requests[0], "Via").find("tinyproxy"), std::string::npos);
-}
-
-TEST_F(ProxyAuthentication, NamedProxyIsTheHttpsAddressAndIgnoresNoProxy)
-{
-    answers({{0, L"agent", L"s3cret"}});
-    EnvironmentScope noProxy("no_proxy", "127.0.0.1,localhost");
-    orvane::model::ProxySettings settings;
-    settings.enable = true;
-    settings.mode = L"3";
-    settings.addressHttp = L"127.0.0.1:1";   // never consulted
-    settings.addressHttps = proxy_.address();
-    orvane::model::saveProxySettings(settings);
-    ScriptedServer server(hello, "good");
-    HttpClientDownloader client(server.url(L"/doc"));
-    EXPECT_EQ(post(client), R"({"hello": 1})");
-    EXPECT_TRUE(tunnelled(server));
 }
 
 TEST_F(ProxyAuthentication, CancelledPromptIsUnreachableAndWipesTheBuffers)
@@ -104,7 +85,7 @@ TEST_F(ProxyAuthentication, CancelledPromptIsUnreachableAndWipesTheBuffers)
     ScriptedServer server(hello, "good");
     HttpClientDownloader client(server.url(L"/doc"));
     try {
-        post(client);
+        postJson(client);
         FAIL() << "no failure";
     } catch (const HostNotFoundException& failure) {
         EXPECT_STREQ(failure.what(), ": Unreachable");
@@ -114,27 +95,18 @@ TEST_F(ProxyAuthentication, CancelledPromptIsUnreachableAndWipesTheBuffers)
     EXPECT_TRUE(server.requests().empty());
 }
 
-TEST_F(ProxyAuthentication, EmptyPasswordLeavesTheProxyAnswerToTheCaller)
-{
-    answers({{0, L"agent", L""}});
-    writeProxySettings(true, L"3", proxy_.address());
-    ScriptedServer server(hello, "good");
-    HttpClientDownloader client(server.url(L"/doc"));
-    EXPECT_NO_THROW(post(client));
-    EXPECT_EQ(client.responseInfo().httpStatus, 407);
-    EXPECT_EQ(prompt_->questions(), 1);
-}
-
-TEST_F(ProxyAuthentication, WrongPasswordReachesTheCallerAsTheProxysAnswer)
+TEST_F(ProxyAuthentication, EmptyOrWrongPasswordLeavesTheProxysAnswerToTheCaller)
 {
     // tinyproxy answers a wrong password with 401, not with another 407.
-    answers({{0, L"agent", L"wrong"}});
+    answers({{0, L"agent", L""}, {0, L"agent", L"wrong"}});
     writeProxySettings(true, L"3", proxy_.address());
     ScriptedServer server(hello);
-    HttpClientDownloader client(server.url(L"/doc"));
-    EXPECT_NO_THROW(post(client));
-    EXPECT_EQ(client.responseInfo().httpStatus, 401);
-    EXPECT_EQ(prompt_->questions(), 1);
+    for (const int status : {407, 401}) {
+        HttpClientDownloader client(server.url(L"/doc"));
+        EXPECT_NO_THROW(postJson(client));
+        EXPECT_EQ(client.responseInfo().httpStatus, status);
+    }
+    EXPECT_EQ(prompt_->questions(), 2);
     EXPECT_TRUE(server.requests().empty());
 }
 
@@ -146,7 +118,7 @@ TEST_F(ProxyAuthentication, RepeatedProxyDemandAsksAgainUntilItPasses)
     ScriptedServer standIn(R"({"responses": [{"status": 200, "body": "{\"via\": 1}"}]})", {}, {}, "agent:s3cret");
     writeProxySettings(true, L"3", L"127.0.0.1:" + std::to_wstring(standIn.port()));
     HttpClientDownloader client(L"http://target.invalid/doc");
-    EXPECT_EQ(post(client), R"({"via": 1})");
+    EXPECT_EQ(postJson(client), R"({"via": 1})");
     EXPECT_EQ(client.responseInfo().httpStatus, 200);
     EXPECT_EQ(prompt_->questions(), 2);
     // Asked on the thread that made the request, not on the request's own:
@@ -170,12 +142,12 @@ TEST_F(ProxyAuthentication, FailedRequestForgetsTheTypedCredentials)
     writeProxySettings(true, L"3", proxy_.address());
     ScriptedServer server(hello, "good");
     HttpClientDownloader first(server.url(L"/doc"));
-    post(first);
+    postJson(first);
     ASSERT_NE(valmora::net::proxyUserBuffer[0], u'\0');
 
     writeProxySettings(true, L"3", L"127.0.0.1:" + std::to_wstring(freeLoopbackPort()));
     HttpClientDownloader second(server.url(L"/doc"));
-    EXPECT_THROW(post(second), HostNotFoundException);
+    EXPECT_THROW(postJson(second), HostNotFoundException);
     EXPECT_EQ(valmora::net::proxyUserBuffer[0], u'\0');
     EXPECT_EQ(valmora::net::proxyPasswordBuffer[0], u'\0');
 }
@@ -188,10 +160,10 @@ TEST_F(ProxyAuthentication, InitialAuthenticationAsksBeforeTheFirstRequestOnly)
     HttpClientDownloader first(server.url(L"/doc"));
     EXPECT_EQ(prompt_->questions(), 1);
     ASSERT_FALSE(first.isInvalid());
-    EXPECT_EQ(post(first), R"({"hello": 1})");
+    EXPECT_EQ(postJson(first), R"({"hello": 1})");
     HttpClientDownloader second(server.url(L"/doc"));
     EXPECT_FALSE(second.isInvalid());
-    EXPECT_EQ(post(second), R"({"hello": 1})");
+    EXPECT_EQ(postJson(second), R"({"hello": 1})");
     EXPECT_EQ(prompt_->questions(), 1);
 }
 
@@ -209,27 +181,23 @@ TEST_F(ProxyAuthentication, InitialAuthenticationCancelledOrEmptyLeavesAnInvalid
 
 class ProxyModes : public ProxyAuthentication {};
 
-TEST_F(ProxyModes, SystemModeFollowsTheEnvironment)
+TEST_F(ProxyModes, SystemModeFollowsTheEnvironmentNotTheAddress)
 {
     answers({{0, L"agent", L"s3cret"}});
+    writeProxySettings(true, L"2", proxy_.address());
+    ScriptedServer direct(hello, "good");
+    HttpClientDownloader first(direct.url(L"/doc"));
+    EXPECT_EQ(postJson(first), R"({"hello": 1})");
+    EXPECT_EQ(prompt_->questions(), 0);
+    EXPECT_FALSE(tunnelled(direct));
+
     const std::string proxyUrl = "http://127.0.0.1:" + std::to_string(proxy_.port());
     EnvironmentScope httpsProxy("https_proxy", proxyUrl.c_str());
-    writeProxySettings(true, L"2");
     ScriptedServer server(hello, "good");
     HttpClientDownloader client(server.url(L"/doc"));
-    EXPECT_EQ(post(client), R"({"hello": 1})");
+    EXPECT_EQ(postJson(client), R"({"hello": 1})");
     EXPECT_EQ(prompt_->questions(), 1);
     EXPECT_TRUE(tunnelled(server));
-}
-
-TEST_F(ProxyModes, SystemModeWithoutProxyVariablesIsDirect)
-{
-    writeProxySettings(true, L"2", proxy_.address());
-    ScriptedServer server(hello, "good");
-    HttpClientDownloader client(server.url(L"/doc"));
-    EXPECT_EQ(post(client), R"({"hello": 1})");
-    EXPECT_EQ(prompt_->questions(), 0);
-    EXPECT_FALSE(tunnelled(server));
 }
 
 TEST_F(ProxyModes, DirectModesIgnoreTheEnvironmentAndTheAddress)
@@ -245,9 +213,9 @@ TEST_F(ProxyModes, DirectModesIgnoreTheEnvironmentAndTheAddress)
                                        std::pair{true, L"x"}, std::pair{true, L"33"}}) {
         writeProxySettings(enable, mode, proxy_.address());
         HttpClientDownloader overTls(secure.url(L"/doc"));
-        EXPECT_EQ(post(overTls), R"({"hello": 1})");
+        EXPECT_EQ(postJson(overTls), R"({"hello": 1})");
         HttpClientDownloader overHttp(plain.url(L"/doc"));
-        EXPECT_EQ(post(overHttp), R"({"hello": 1})");
+        EXPECT_EQ(postJson(overHttp), R"({"hello": 1})");
     }
     EXPECT_EQ(prompt_->questions(), 0);
     EXPECT_FALSE(tunnelled(secure));

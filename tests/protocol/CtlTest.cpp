@@ -12,6 +12,7 @@
 #include "tests/mock/ChildProcess.h"
 #include "tests/mock/TempDir.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <sstream>
@@ -172,13 +173,8 @@ TEST_F(Ctl, AuthorizeShowsEachAnswerAndPhoneSignsOnTheFakeClock)
             for (const Json::Value& request : pending("S", ana[1]))
                 sandbox().approve(request["id"].asString());
     };
-    const valmora::signer::Bytes digest = valmora::signer::digest({'a', 'b', 'c'}, "SHA256");
-    std::string hex;
-    for (unsigned char b : digest) {
-        static const char digits[] = "0123456789abcdef";
-        hex += digits[b >> 4];
-        hex += digits[b & 15];
-    }
+    std::string hex = valmora::signer::hexWithBlanks(valmora::signer::digest({'a', 'b', 'c'}, "SHA256"));
+    hex.erase(std::remove(hex.begin(), hex.end(), ' '), hex.end());
     std::istringstream noInput;
     std::ostringstream signatureOut, signErr;
     ASSERT_EQ(orvane::ctl::signDigest({toUtf8(key->keyName), "--digest", hex}, noInput, signatureOut, signErr, phone),

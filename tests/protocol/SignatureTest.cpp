@@ -70,6 +70,18 @@ std::string thrownByPointer(Action action)
     return "(nothing thrown by pointer)";
 }
 
+// The text of the BaseException `action` throws by value.
+template <typename Action>
+std::string thrownText(Action action)
+{
+    try {
+        action();
+    } catch (const BaseException& error) {
+        return error.what();
+    }
+    return "(nothing thrown)";
+}
+
 class KestrelSigning : public ProtocolTest {
 protected:
     void SetUp() override
@@ -187,47 +199,24 @@ TEST_F(KestrelSigning, RefusalLeavesBufferAndFailuresAreReported)
 
     FakeClock other;
     KestrelSignatureStrategy failing(other);
-    EXPECT_EQ(thrownByPointer([&] { sign(failing, sha256("x"), nullptr); }), "ptrUserAuthentication not set");
-    EXPECT_THROW(failing.openSession(key->keyName, &authentication), BaseException);
-    try {
-        failing.openSession(key->keyName, &authentication);
-    } catch (const BaseException& error) {
-        EXPECT_STREQ(error.what(), "\"KestrelSignatureStrategy::openSession\" not implemented");
-    }
 
     sandbox().addFault(fault("/push/", 500));
-    try {
-        sign(failing, sha256("x"), &authentication);
-        ADD_FAILURE();
-    } catch (const BaseException& error) {
-        EXPECT_STREQ(error.what(), "Problema ao enviar hash para assinatura. Erro HTTP 500");
-    }
+    EXPECT_EQ(thrownText([&] { sign(failing, sha256("x"), &authentication); }),
+              "Problema ao enviar hash para assinatura. Erro HTTP 500");
     sandbox().addFault(drop("/push/"));
-    try {
-        sign(failing, sha256("x"), &authentication);
-        ADD_FAILURE();
-    } catch (const BaseException& error) {
-        EXPECT_STREQ(error.what(), "Problema ao enviar hash para assinatura. Erro HTTP 0");
-    }
+    EXPECT_EQ(thrownText([&] { sign(failing, sha256("x"), &authentication); }),
+              "Problema ao enviar hash para assinatura. Erro HTTP 0");
     // A push that went out, but whose answer cannot be fetched.
     FakeClock polling;
     KestrelSignatureStrategy pollingStrategy(polling);
     sandbox().addFault(fault("/isDone/", 500));
-    try {
-        sign(pollingStrategy, sha256("x"), &authentication);
-        ADD_FAILURE();
-    } catch (const BaseException& error) {
-        EXPECT_STREQ(error.what(), "Problema ao buscar resultado para assinatura. Erro HTTP 500");
-    }
+    EXPECT_EQ(thrownText([&] { sign(pollingStrategy, sha256("x"), &authentication); }),
+              "Problema ao buscar resultado para assinatura. Erro HTTP 500");
     EXPECT_EQ(polling.sleeps(), std::vector<int>{6});
 
     key->keyName = L"chave-que-nao-existe";
-    try {
-        sign(failing, sha256("x"), &authentication);
-        ADD_FAILURE();
-    } catch (const BaseException& error) {
-        EXPECT_STREQ(error.what(), "Erro ao enviar push");
-    }
+    EXPECT_EQ(thrownText([&] { sign(failing, sha256("x"), &authentication); }),
+              "Erro ao enviar push");
     EXPECT_TRUE(other.sleeps().empty());
 }
 
@@ -268,40 +257,21 @@ TEST_F(HarrierSigning, WrongPinAuthenticationKindAndServiceFailures)
         << failed.message;
 
     SessionTokenAuthentication session(account->desktopCode, identity->privateKeyReference);
-    EXPECT_EQ(thrownByPointer([&] { strategy.openSession(key->keyName, &session); }),
-              "ptrUserAuthentication not set");
     const Bytes digest = sha256("x");
-    EXPECT_EQ(thrownByPointer([&] {
-                  strategy.sign(key->keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(),
-                                signature.size(), &opening);
-              }),
-              "ptrUserAuthentication not set");
+    const auto signWith = [&](UserAuthentication* authentication, const std::wstring& keyName) {
+        strategy.sign(keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(), signature.size(),
+                      authentication);
+    };
 
     // An unknown session is the service's refusal, by value.
     session.sessionToken = L"sessao-inventada";
-    EXPECT_THROW(strategy.sign(key->keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(),
-                               signature.size(), &session),
-                 BaseException);
+    EXPECT_THROW(signWith(&session, key->keyName), BaseException);
     sandbox().addFault(fault("/requestHashSessionSignature", 403));
-    try {
-        strategy.sign(key->keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(),
-                      signature.size(), &session);
-        ADD_FAILURE();
-    } catch (const BaseException& error) {
-        EXPECT_STREQ(error.what(),
-                     "Assinatura não realizada. Erro HTTP(403): \"Falha simulada pelo sandbox (HTTP 403)\"");
-    }
+    EXPECT_EQ(thrownText([&] { signWith(&session, key->keyName); }),
+              "Assinatura não realizada. Erro HTTP(403): \"Falha simulada pelo sandbox (HTTP 403)\"");
     sandbox().addFault(drop("/requestHashSessionSignature"));
-    try {
-        strategy.sign(key->keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(),
-                      signature.size(), &session);
-        ADD_FAILURE();
-    } catch (const BaseException& error) {
-        EXPECT_STREQ(error.what(), "Servidor está offline");
-    }
-    EXPECT_THROW(strategy.sign(L"semPontoEVirgula", L"", L"SHA256", digest.data(), digest.size(),
-                               signature.data(), signature.size(), &session),
-                 std::out_of_range);
+    EXPECT_EQ(thrownText([&] { signWith(&session, key->keyName); }), "Servidor está offline");
+    EXPECT_THROW(signWith(&session, L"semPontoEVirgula"), std::out_of_range);
 }
 
 TEST_F(HarrierSigning, SignatureLongerThanTheBufferEndsTheProcess)

@@ -10,6 +10,7 @@
 
 #include "model/identity/Orvane.h"
 #include "tests/mock/ProtocolSupport.h"
+#include "tests/uimodels/ModelTestSupport.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -63,36 +64,22 @@ protected:
             if (each["email"].asString() == "ana.lima@exemplo.com.br")
                 account = each;
         wallet = "harrier de " + account["name"].asString() + " (" + account["organizationName"].asString() + ")";
-        watch(&table, &CertificatesTableModel::offLineServer, "offLineServer");
-        watch(&table, &CertificatesTableModel::certificatesReloaded, "certificatesReloaded");
-        QObject::connect(&table, &QAbstractItemModel::modelReset, [this] { log.push_back("modelReset"); });
-        watch(&table, &CertificatesTableModel::reloadingCertificatesFinished, "reloadingCertificatesFinished");
-        watch(&table, &CertificatesTableModel::authModeChanged, "authModeChanged");
-        watch(&keyGroups, &KeyGroupToBeUnregisteredModel::offLineServer, "keyGroups.offLineServer");
-        watch(&keyGroups, &KeyGroupToBeUnregisteredModel::keyGroupUnregistered, "keyGroupUnregistered");
-        watch(&harrier, &HarrierRegistration::offlineServer, "offlineServer");
-        watch(&harrier, &HarrierRegistration::formLoginChanged, "formLoginChanged");
-        watch(&harrier, &HarrierRegistration::errorOccurred, "errorOccurred");
-        watch(&harrier, &HarrierRegistration::registrationFinished, "registrationFinished");
+        log.watch(&table, &CertificatesTableModel::offLineServer, "offLineServer");
+        log.watch(&table, &CertificatesTableModel::certificatesReloaded, "certificatesReloaded");
+        QObject::connect(&table, &QAbstractItemModel::modelReset, [this] { log.entries.push_back("modelReset"); });
+        log.watch(&table, &CertificatesTableModel::reloadingCertificatesFinished, "reloadingCertificatesFinished");
+        log.watch(&table, &CertificatesTableModel::authModeChanged, "authModeChanged");
+        log.watch(&keyGroups, &KeyGroupToBeUnregisteredModel::offLineServer, "keyGroups.offLineServer");
+        log.watch(&keyGroups, &KeyGroupToBeUnregisteredModel::keyGroupUnregistered, "keyGroupUnregistered");
+        log.watch(&harrier, &HarrierRegistration::offlineServer, "offlineServer");
+        log.watch(&harrier, &HarrierRegistration::formLoginChanged, "formLoginChanged");
+        log.watch(&harrier, &HarrierRegistration::errorOccurred, "errorOccurred");
+        log.watch(&harrier, &HarrierRegistration::registrationFinished, "registrationFinished");
     }
     void TearDown() override
     {
         BackgroundTask::waitForLast();
         ProtocolTest::TearDown();
-    }
-
-    // Records each emission in `log`, with its argument.
-    template <typename Model, typename Base>
-    void watch(Model* model, void (Base::*signal)(), const char* name)
-    {
-        QObject::connect(model, signal, [this, name] { log.push_back(name); });
-    }
-    template <typename Model>
-    void watch(Model* model, void (Model::*signal)(bool), const char* name)
-    {
-        QObject::connect(model, signal, [this, name](bool value) {
-            log.push_back(std::string(name) + (value ? "(true)" : "(false)"));
-        });
     }
 
     void attach(Orvane* aggregate)
@@ -138,7 +125,7 @@ protected:
     Json::Value seed;
     Json::Value account;
     std::string wallet;
-    std::vector<std::string> log;
+    orvane::test::SignalLog log;
     VerificationConnectionServer server;
     KeyGroupToBeUnregisteredModel keyGroups{&server};
     CertificatesTableModel table{nullptr, &keyGroups, &server};
@@ -152,13 +139,13 @@ TEST_F(CertificateModels, TableGroupsTheIdentitysKeysAndAnswersPerGroup)
 {
     table.updateCertificates();  // no aggregate yet: nothing at all
     QCoreApplication::processEvents();
-    EXPECT_TRUE(log.empty());
+    EXPECT_TRUE(log.entries.empty());
 
     listPhonesAndAccount(2);
     // certificatesReloaded runs the reset before any later listener hears it.
     const std::vector<std::string> reload{"offLineServer(false)", "modelReset", "reloadingCertificatesFinished",
                                           "certificatesReloaded"};
-    EXPECT_EQ(log, reload);
+    EXPECT_EQ(log.entries, reload);
     EXPECT_EQ(table.roleNames(), (QHash<int, QByteArray>{{257, "certificateName"}, {258, "validUntil"}, {259, "keyGroup"}}));
 
     // Phones first, each its own section, then the wallet; every value as
@@ -188,18 +175,18 @@ TEST_F(CertificateModels, TableGroupsTheIdentitysKeysAndAnswersPerGroup)
     struct Press { QString group, mode, after; };
     for (const Press& p : {Press{cloud, "local", "local"}, Press{cloud, "push", "push"}, Press{cloud, "remoto", "push"},
                            Press{phone, "local", "kestrel"}, Press{"kestrel no outro", "local", ""}}) {
-        log.clear();
+        log.entries.clear();
         table.changeAuthenticationMode(p.group, p.mode);
-        EXPECT_EQ(log, std::vector<std::string>{"authModeChanged"});
+        EXPECT_EQ(log.entries, std::vector<std::string>{"authModeChanged"});
         EXPECT_EQ(table.getAuthenticationMode(p.group), p.after) << p.mode.toStdString();
     }
     EXPECT_EQ(Orvane::load()->harrierInstallations().at(0)->authorizationMode, L"push");
 
     // A name that another phone has is refused; the view is reset anyway.
     const QString other = QString::fromStdString(expected[1][0]);
-    log.clear();
+    log.entries.clear();
     table.replaceLocalKeyGroupName(phone, other);
-    EXPECT_EQ(log, std::vector<std::string>{"modelReset"});
+    EXPECT_EQ(log.entries, std::vector<std::string>{"modelReset"});
     EXPECT_EQ(rows(), expected);
     table.replaceLocalKeyGroupName(phone, "Celular da Ana");
     EXPECT_EQ(table.data(table.index(0, 0), 259).toString(), "Celular da Ana");
@@ -207,10 +194,10 @@ TEST_F(CertificateModels, TableGroupsTheIdentitysKeysAndAnswersPerGroup)
 
     // Unreached: offline, and the list stays as it was.
     sandbox().addFault(drop("/listCertificates"));
-    log.clear();
+    log.entries.clear();
     table.updateCertificates();
     waitForReloads(2);
-    EXPECT_EQ(log, (std::vector<std::string>{"offLineServer(true)", reload[1], reload[2], reload[3]}));
+    EXPECT_EQ(log.entries, (std::vector<std::string>{"offLineServer(true)", reload[1], reload[2], reload[3]}));
     EXPECT_TRUE(server.isOffLine());
     EXPECT_EQ(table.rowCount(), 3);
 
@@ -233,14 +220,14 @@ TEST_F(CertificateModels, UnregisteringAPhoneOrAnAccountReloadsTheListAndClearsT
         EXPECT_EQ(keyGroups.keyGroupType().toStdString(), c.type);
 
         harrier.setEmail("meio@preenchido");
-        log.clear();
+        log.entries.clear();
         keyGroups.unregisterKeyGroup();
         // The table hears the removal directly and through the login form.
         reloadsSoFar += 2;
         waitForReloads(reloadsSoFar);
         // The form, connected before this log, clears and releases its page
         // while keyGroupUnregistered is being delivered.
-        EXPECT_EQ(std::vector<std::string>(log.begin(), log.begin() + 4),
+        EXPECT_EQ(std::vector<std::string>(log.entries.begin(), log.entries.begin() + 4),
                   (std::vector<std::string>{"keyGroups.offLineServer(false)", "formLoginChanged",
                                             "registrationFinished", "keyGroupUnregistered"}));
         EXPECT_EQ(harrier.email(), "");
@@ -270,14 +257,14 @@ TEST_F(CertificateModels, HarrierLoginReportsOfflineRefusalOrSuccess)
         if (!c.fault.isNull())
             sandbox().addFault(c.fault);
         harrier.setErrorMessage("");
-        log.clear();
+        log.entries.clear();
         QSignalSpy done(&harrier, c.message.empty() ? &HarrierRegistration::registrationFinished
                                                     : &HarrierRegistration::errorOccurred);
         harrier.registerUserAtHarrier();
         ASSERT_TRUE(done.wait(30000));
         // (The table's own refresh may follow a success.)
-        ASSERT_GE(log.size(), c.emitted.size());
-        EXPECT_EQ(std::vector<std::string>(log.begin(), log.begin() + 2), c.emitted);
+        ASSERT_GE(log.entries.size(), c.emitted.size());
+        EXPECT_EQ(std::vector<std::string>(log.entries.begin(), log.entries.begin() + 2), c.emitted);
         EXPECT_EQ(harrier.errorMessage().toStdString(), c.message);
         EXPECT_EQ(harrier.hasError(), !c.message.empty());
     }

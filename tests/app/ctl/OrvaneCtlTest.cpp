@@ -97,6 +97,8 @@ TEST(OrvaneCtlCertShow, DerBase64AndBrokenFilesAreEachHandled)
     EXPECT_NE(std::string::npos, result.err.find(garbage + ": not a certificate")) << result.err;
     EXPECT_NE(std::string::npos, result.err.find(truncated + ": not a certificate")) << result.err;
     EXPECT_NE(std::string::npos, result.err.find(dir.file("missing") + ": cannot read")) << result.err;
+    // A file that is there but holds no certificate fails the command too.
+    EXPECT_EQ(1, orvanectl({"cert", "show", garbage, pem}).exitCode);
 }
 
 TEST(OrvaneCtlCertShow, BytesThatAreNotUtf8AreEscapedAndTheRestKept)
