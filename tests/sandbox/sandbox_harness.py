@@ -30,7 +30,8 @@ REQUEST_TIMEOUT = 15.0
 class SandboxProcess:
     """One sandbox on free loopback ports, in a fresh state directory."""
 
-    def __init__(self) -> None:
+    def __init__(self, *extra_args: str) -> None:
+        self.extra_args = list(extra_args)
         self.state_dir = Path(tempfile.mkdtemp(prefix="orvane-sandbox-test-"))
         self.process: Optional[subprocess.Popen[bytes]] = None
         self.info: dict[str, Any] = {}
@@ -40,7 +41,7 @@ class SandboxProcess:
         log = open(self.state_dir / "sandbox.log", "ab")
         self.process = subprocess.Popen(
             [PYTHON, str(SANDBOX), "--state-dir", str(self.state_dir), "--kestrel-port", "0",
-             "--harrier-port", "0", "--ready-file", str(ready), "--quiet"],
+             "--harrier-port", "0", "--ready-file", str(ready), "--quiet", *self.extra_args],
             stdout=log, stderr=subprocess.STDOUT)
         log.close()
         if not wait_until(lambda: ready.exists() or self.process.poll() is not None, START_TIMEOUT) \
@@ -64,6 +65,10 @@ class SandboxProcess:
 
     def admin_get(self, path: str) -> Any:
         return http("GET", self.info["admin_url"] + path)[1]
+
+    def admin_post(self, path: str, body: Any = None) -> tuple[int, Any]:
+        raw = json.dumps(body if body is not None else {}).encode("utf-8")
+        return http("POST", self.info["admin_url"] + path, raw)
 
 
 def json_text(value: Any) -> str:
