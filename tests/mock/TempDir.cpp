@@ -32,34 +32,14 @@ std::string TempDir::file(const std::string& relative) const
     return path_ + "/" + relative;
 }
 
-namespace {
-const char* const kVariables[4] = {"HOME", "XDG_CONFIG_DIRS", "XDG_CONFIG_HOME", "XDG_DATA_HOME"};
-}
-
 TempEnvironment::TempEnvironment()
 {
-    for (int i = 0; i < 4; ++i) {
-        const char* old = std::getenv(kVariables[i]);
-        saved_[i] = {kVariables[i], old != nullptr, old ? old : ""};
-    }
     fs::create_directories(home() + "/.config");
     fs::create_directories(userDataFolder());
     fs::create_directories(commonDataFolder());
-    setenv("HOME", home().c_str(), 1);
-    setenv("XDG_CONFIG_DIRS", commonDataFolder().c_str(), 1);
-    setenv("XDG_CONFIG_HOME", (home() + "/.config").c_str(), 1);
-    setenv("XDG_DATA_HOME", userDataFolder().c_str(), 1);
 }
 
-TempEnvironment::~TempEnvironment()
-{
-    for (const Saved& s : saved_) {
-        if (s.had)
-            setenv(s.name, s.value.c_str(), 1);
-        else
-            unsetenv(s.name);
-    }
-}
+TempEnvironment::~TempEnvironment() = default;
 
 void writeFile(const std::string& path, const std::string& text)
 {

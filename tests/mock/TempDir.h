@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/mock/EnvironmentScope.h"
+
 #include <string>
 
 namespace orvane::test {
@@ -38,8 +40,10 @@ public:
 
 private:
     TempDir dir_;
-    struct Saved { const char* name; bool had; std::string value; };
-    Saved saved_[4];
+    EnvironmentScope home_{"HOME", home().c_str()};
+    EnvironmentScope configDirs_{"XDG_CONFIG_DIRS", commonDataFolder().c_str()};
+    EnvironmentScope configHome_{"XDG_CONFIG_HOME", (home() + "/.config").c_str()};
+    EnvironmentScope dataHome_{"XDG_DATA_HOME", userDataFolder().c_str()};
 };
 
 // Writes text to a file, creating nothing but the file.

@@ -213,27 +213,6 @@ void writeProxySettings(bool enable, const std::wstring& mode, const std::wstrin
     orvane::model::saveProxySettings(settings);
 }
 
-EnvironmentScope::EnvironmentScope(const std::string& name, const char* value)
-    : name_(name)
-{
-    const char* old = std::getenv(name.c_str());
-    had_ = old != nullptr;
-    if (had_)
-        old_ = old;
-    if (value)
-        ::setenv(name.c_str(), value, 1);
-    else
-        ::unsetenv(name.c_str());
-}
-
-EnvironmentScope::~EnvironmentScope()
-{
-    if (had_)
-        ::setenv(name_.c_str(), old_.c_str(), 1);
-    else
-        ::unsetenv(name_.c_str());
-}
-
 NetworkTest::NetworkTest()
 {
     for (const char* name : {"http_proxy", "https_proxy", "all_proxy", "no_proxy", "HTTPS_PROXY",

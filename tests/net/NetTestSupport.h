@@ -9,6 +9,7 @@
 #include "net/HttpClientDownloader.h"
 #include "net/ProxyCredentialPrompt.h"
 #include "tests/mock/ChildProcess.h"
+#include "tests/mock/EnvironmentScope.h"
 #include "tests/mock/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -112,18 +113,6 @@ void clearProxyCredentials();
 // Writes proxy.properties in the test's user data folder.
 void writeProxySettings(bool enable, const std::wstring& mode, const std::wstring& httpsAddress = {},
                         bool initialAuthenticate = false);
-
-// Sets or removes an environment variable for the life of the object.
-class EnvironmentScope {
-public:
-    EnvironmentScope(const std::string& name, const char* value);
-    ~EnvironmentScope();
-
-private:
-    std::string name_;
-    bool had_;
-    std::string old_;
-};
 
 // Base of the network tests: no proxy variables in the environment, a
 // proxy file that says "direct", empty credential buffers, and a prompt that

@@ -27,31 +27,6 @@ Certificate loadCertificate(const std::string& relative)
     return Certificate::fromText(readFileBytes(icpBrasil(relative)));
 }
 
-int opensslStatus(const std::vector<std::string>& arguments, std::string* out, std::string* err,
-                  const std::string& input)
-{
-    std::vector<std::string> argv{"/usr/bin/openssl"};
-    argv.insert(argv.end(), arguments.begin(), arguments.end());
-    const ProcessResult result = runProcess(argv, input);
-    if (out)
-        *out = result.out;
-    if (err)
-        *err = result.err;
-    return result.exitCode;
-}
-
-std::string openssl(const std::vector<std::string>& arguments, const std::string& input)
-{
-    std::string out;
-    std::string err;
-    const int status = opensslStatus(arguments, &out, &err, input);
-    std::string command = "openssl";
-    for (const auto& a : arguments)
-        command += " " + a;
-    EXPECT_EQ(0, status) << command << "\n" << err;
-    return out;
-}
-
 namespace {
 
 std::vector<std::string> pemFilesUnder(const std::string& relative)

@@ -6,6 +6,8 @@
 
 #include "signer/Certificate.h"
 #include "signer/Repository.h"
+#include "tests/mock/FailureText.h"
+#include "tests/mock/OpenSslTool.h"
 #include "tests/mock/TempDir.h"
 
 #include <openssl/x509v3.h>
@@ -23,27 +25,11 @@ std::string icpBrasil(const std::string& relative);
 inline std::string readFileBytes(const std::string& path) { return orvane::test::readFile(path); }
 Certificate loadCertificate(const std::string& relative);
 
-// Runs /usr/bin/openssl with these arguments; fails the test on a non-zero
-// exit and returns standard output.
-std::string openssl(const std::vector<std::string>& arguments, const std::string& input = {});
-// Same, but returns the exit code and both outputs to the caller.
-int opensslStatus(const std::vector<std::string>& arguments, std::string* out = nullptr, std::string* err = nullptr,
-                  const std::string& input = {});
-
-// The text of the exception of type E that `action` throws, or
-// "<no exception>".
-template <class E, class F>
-std::string failureOf(F&& action)
-{
-    try {
-        action();
-    } catch (const E& error) {
-        return error.what();
-    }
-    return "<no exception>";
-}
-
-inline std::string asText(const Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
+using orvane::test::asText;
+using orvane::test::failureOf;
+using orvane::test::openssl;
+using orvane::test::opensslStatus;
+using orvane::test::opensslVerifies;
 
 // Whole-file names of the real certificates.
 std::vector<std::string> realRoots();
