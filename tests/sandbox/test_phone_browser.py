@@ -1,49 +1,48 @@
 """The phone page in headless Chromium: a pending authorisation is approved by a click."""
-from __future__ import annotations
-
 import os
 import sys
 import unittest
+from pathlib import Path
 
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+REPO = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(REPO / "tests" / "mock"))
+from sandbox_fixture import start_sandbox  # noqa: E402
+from screenshot_phone import stage_requests  # noqa: E402  (beside the sandbox, on the path now)
 
-from sandbox_harness import Agent, SandboxProcess, chromium_available, wait_until  # noqa: E402
-
-ANA_CPF = "39053344705"
+CHROMIUM, DRIVER = "/usr/bin/chromium", "/usr/bin/chromedriver"
 
 
-@unittest.skipUnless(chromium_available(), "skipped: /usr/bin/chromium or /usr/bin/chromedriver is missing")
+@unittest.skipUnless(os.path.exists(CHROMIUM) and os.path.exists(DRIVER), f"skipped: {CHROMIUM} or {DRIVER} is missing")
 class PhonePageBrowserTest(unittest.TestCase):
-    def setUp(self) -> None:
-        from webdriver import Browser
-        self.sandbox = SandboxProcess().start()
-        self.addCleanup(self.sandbox.stop)
-        self.browser = Browser()
-        self.addCleanup(self.browser.close)
+    def test_click_on_approve_authorises_the_computer(self):
+        from selenium import webdriver
+        from selenium.webdriver.chrome.service import Service
+        from selenium.webdriver.common.by import By
+        from selenium.webdriver.support.ui import WebDriverWait
 
-    def test_click_on_approve_authorises_the_computer(self) -> None:
-        agent = Agent(self.sandbox)
-        agent.create()
-        identity = {"identityCode": ANA_CPF, "identityType": "CPF"}
-        device = agent.signed("requestAuthorization", identity)[1]["devices"][0]
-        answer = agent.signed("requestAuthorization",
-                              dict(identity, devices=[device["deviceCode"]], tipooperacao="A"))[1]
-        request_code = answer["desktopRequestCode"]
+        sandbox = start_sandbox(self)
+        page = stage_requests(sandbox)
+        request = next(r for r in sandbox.state.requests.values() if r.kind == "A")
+        options = webdriver.ChromeOptions()
+        options.binary_location = CHROMIUM
+        for argument in ("--headless", "--no-sandbox", "--disable-gpu", "--disable-dev-shm-usage", "--no-first-run",
+                         "--disable-background-networking", "--disable-component-update", "--window-size=1300,900"):
+            options.add_argument(argument)
+        browser = webdriver.Chrome(service=Service(DRIVER), options=options)
+        self.addCleanup(browser.quit)
+        wait = WebDriverWait(browser, 15)
 
-        self.browser.get(self.sandbox.info["phone_url"] + "?device=" + device["deviceCode"])
-        card = self.browser.wait_for(f"#request-{request_code}")
-        self.assertIn("Autorizar computador", self.browser.text(card))
-        self.assertIn("PC-TESTE", self.browser.text(card))
-        self.browser.click(self.browser.wait_for(f"#approve-{request_code}"))
-
-        state = wait_until(lambda: self.sandbox.admin_get(f"/requests/{request_code}")["state"] != "pending"
-                           and self.sandbox.admin_get(f"/requests/{request_code}")["state"])
-        self.assertEqual(state, "approved")
-        self.assertIs(agent.signed("isAuthorized", {"desktopRequestCode": request_code})[1]["isAuthorized"], True)
+        browser.get(f"{page}?device={request.device}")
+        card = wait.until(lambda b: b.find_element(By.CSS_SELECTOR, f"#request-{request.id}"))
+        self.assertIn("Autorizar computador", card.text)
+        self.assertIn("PC-FINANCEIRO", card.text)
+        browser.find_element(By.CSS_SELECTOR, f"#approve-{request.id}").click()
+        wait.until(lambda b: request.state != "pending")
+        self.assertEqual(request.state, "approved")
+        self.assertEqual(request.answered_by, "phone")
         # The page redraws: the request leaves the pending list.
-        self.assertTrue(wait_until(lambda: self.browser.find(f"#request-{request_code}") is None))
-        png = self.browser.screenshot()
-        self.assertEqual(png[:8], b"\x89PNG\r\n\x1a\n")
+        wait.until(lambda b: not b.find_elements(By.CSS_SELECTOR, f"#request-{request.id}"))
+        self.assertEqual(browser.get_screenshot_as_png()[:8], b"\x89PNG\r\n\x1a\n")
 
 
 if __name__ == "__main__":

@@ -14,8 +14,10 @@ from cryptography import x509
 from cryptography.hazmat.primitives.serialization import Encoding
 
 REPO = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(REPO / "tests" / "sandbox"))
-from sandbox_harness import PYTHON, SandboxProcess  # noqa: E402
+sys.path.insert(0, str(REPO / "tests" / "mock"))
+from sandbox_fixture import admin, start_sandbox  # noqa: E402
+
+PYTHON = "/usr/bin/python3"
 
 PROVIDER = b"Orvane Cryptographic Provider"
 
@@ -31,13 +33,12 @@ class LinkedCertificates(unittest.TestCase):
         # No XDG_DATA_HOME: the agent's data folder comes from HOME.
         env = {k: v for k, v in os.environ.items() if not k.startswith("XDG_")}
         env.update(HOME=str(scratch / "home"), XDG_CONFIG_DIRS=str(scratch / "xdg"))
-        sandbox = SandboxProcess("--config-out", str(scratch / "xdg/Orvane/applicationConfig-2.properties")).start()
-        self.addCleanup(sandbox.stop)
+        sandbox = start_sandbox(self, scratch / "xdg/Orvane/applicationConfig-2.properties")
         self.run_tool([os.environ["ORVANECTL"], "enrol"], env)
-        phone = next(i for i in sandbox.admin_get("/seed")["identities"]
+        phone = next(i for i in admin(sandbox, "/seed")["identities"]
                      if i["displayName"] == "CARLOS EDUARDO PEREIRA")["devices"][0]
-        code = sandbox.admin_get("/installations")["kestrel"][0]["code"]
-        sandbox.admin_post(f"/installations/{code}/devices", {"deviceCode": phone["deviceCode"]})
+        code = admin(sandbox, "/installations")["kestrel"][0]["code"]
+        admin(sandbox, f"/installations/{code}/devices", {"deviceCode": phone["deviceCode"]})
         self.run_tool([os.environ["ORVANECTL"], "refresh"], env)
 
         expected = {}
