@@ -1,10 +1,7 @@
 #include "tests/signer/SignerTestSupport.h"
 
-#include "signer/Exceptions.h"
-#include "tests/mock/ChildProcess.h"
-#include "tests/mock/TempDir.h"
+#include "signer/OpenSslPtr.h"
 
-#include <gtest/gtest.h>
 #include <openssl/evp.h>
 #include <openssl/rsa.h>
 #include <openssl/x509v3.h>
@@ -27,9 +24,17 @@ Certificate loadCertificate(const std::string& relative)
     return Certificate::fromText(readFileBytes(icpBrasil(relative)));
 }
 
-namespace {
+std::vector<std::string> identityFields(const CertificateDetail& detail)
+{
+    if (const auto* p = dynamic_cast<const PersonDescription*>(detail.identity.get()))
+        return {p->birthDate, p->cpf,     p->pis,       p->rg,           p->rgIssuer,
+                p->cei,       p->voterId, p->voterZone, p->voterSection, p->voterCity};
+    if (const auto* c = dynamic_cast<const CompanyDescription*>(detail.identity.get()))
+        return {c->birthDate, c->cpf, c->pis, c->rg, c->rgIssuer, c->responsibleName, c->cnpj, c->cei};
+    return {};
+}
 
-std::vector<std::string> pemFilesUnder(const std::string& relative)
+std::vector<std::string> realFiles(const std::string& relative)
 {
     std::vector<std::string> files;
     for (const auto& entry : std::filesystem::directory_iterator(icpBrasil(relative)))
@@ -39,15 +44,9 @@ std::vector<std::string> pemFilesUnder(const std::string& relative)
     return files;
 }
 
-EVP_PKEY* generateKey()
-{
-    EVP_PKEY* key = EVP_RSA_gen(2048);
-    if (!key)
-        throw std::runtime_error("cannot generate a test key");
-    return key;
-}
+namespace {
 
-X509_NAME* makeName(const std::vector<std::pair<std::string, std::string>>& entries)
+void setName(X509* x509, const std::vector<std::pair<std::string, std::string>>& entries, bool issuer)
 {
     X509_NAME* name = X509_NAME_new();
     for (const auto& [field, value] : entries)
@@ -58,7 +57,8 @@ X509_NAME* makeName(const std::vector<std::pair<std::string, std::string>>& entr
                                        static_cast<int>(value.size()), -1, 0)
             != 1)
             throw std::runtime_error("bad name entry " + field);
-    return name;
+    (issuer ? X509_set_issuer_name : X509_set_subject_name)(x509, name);
+    X509_NAME_free(name);
 }
 
 void setTime(X509* x509, const std::string& text, bool after)
@@ -72,21 +72,22 @@ void setTime(X509* x509, const std::string& text, bool after)
 
 } // namespace
 
-std::vector<std::string> realRoots() { return pemFilesUnder("ca/roots"); }
-std::vector<std::string> realIntermediates() { return pemFilesUnder("ca/intermediates"); }
-std::vector<std::string> realEndEntities() { return pemFilesUnder("end-entity"); }
-std::vector<std::string> realTestAuthorities() { return pemFilesUnder("ca/test-pki"); }
-
 EVP_PKEY* testKey()
 {
-    static EVP_PKEY* const key = generateKey();
+    static EVP_PKEY* const key = EVP_RSA_gen(2048);
     return key;
 }
 
 EVP_PKEY* otherTestKey()
 {
-    static EVP_PKEY* const key = generateKey();
+    static EVP_PKEY* const key = EVP_RSA_gen(2048);
     return key;
+}
+
+std::shared_ptr<EVP_PKEY> sharedTestKey()
+{
+    EVP_PKEY_up_ref(testKey());
+    return shareKey(testKey());
 }
 
 CertificateBuilder::CertificateBuilder()
@@ -106,17 +107,13 @@ CertificateBuilder::~CertificateBuilder()
 
 CertificateBuilder& CertificateBuilder::subject(const std::vector<std::pair<std::string, std::string>>& entries)
 {
-    X509_NAME* name = makeName(entries);
-    X509_set_subject_name(x509_, name);
-    X509_NAME_free(name);
+    setName(x509_, entries, false);
     return *this;
 }
 
 CertificateBuilder& CertificateBuilder::issuer(const std::vector<std::pair<std::string, std::string>>& entries)
 {
-    X509_NAME* name = makeName(entries);
-    X509_set_issuer_name(x509_, name);
-    X509_NAME_free(name);
+    setName(x509_, entries, true);
     return *this;
 }
 
@@ -146,23 +143,22 @@ CertificateBuilder& CertificateBuilder::otherName(const std::string& oid, const 
     ASN1_TYPE_set(typed, asn1Type, string);
     GENERAL_NAME* name = GENERAL_NAME_new();
     GENERAL_NAME_set0_othername(name, OBJ_txt2obj(oid.c_str(), 1), typed);
-    return altName(name);
-}
-
-CertificateBuilder& CertificateBuilder::email(const std::string& address)
-{
-    ASN1_IA5STRING* string = ASN1_IA5STRING_new();
-    ASN1_STRING_set(string, address.data(), static_cast<int>(address.size()));
-    GENERAL_NAME* name = GENERAL_NAME_new();
-    GENERAL_NAME_set0_value(name, GEN_EMAIL, string);
-    return altName(name);
-}
-
-CertificateBuilder& CertificateBuilder::altName(GENERAL_NAME* name)
-{
     if (!altNames_)
         altNames_ = GENERAL_NAMES_new();
     sk_GENERAL_NAME_push(altNames_, name);
+    return *this;
+}
+
+
+CertificateBuilder& CertificateBuilder::publicKey(EVP_PKEY* key)
+{
+    publicKey_ = key;
+    return *this;
+}
+
+CertificateBuilder& CertificateBuilder::signWith(EVP_PKEY* key)
+{
+    signingKey_ = key;
     return *this;
 }
 
@@ -175,18 +171,6 @@ CertificateBuilder& CertificateBuilder::extension(const std::string& name, const
         throw std::runtime_error("bad extension " + name + "=" + value);
     X509_add_ext(x509_, extension, -1);
     X509_EXTENSION_free(extension);
-    return *this;
-}
-
-CertificateBuilder& CertificateBuilder::publicKey(EVP_PKEY* key)
-{
-    publicKey_ = key;
-    return *this;
-}
-
-CertificateBuilder& CertificateBuilder::signWith(EVP_PKEY* key)
-{
-    signingKey_ = key;
     return *this;
 }
 
@@ -215,49 +199,6 @@ Certificate CertificateBuilder::build()
     if (certificate.isNull())
         throw std::runtime_error("test certificate does not parse");
     return certificate;
-}
-
-MemoryRepository::MemoryRepository(std::vector<Certificate> certificates) : certificates_(std::move(certificates)) {}
-
-std::unique_ptr<Repository> MemoryRepository::clone() const { return std::make_unique<MemoryRepository>(*this); }
-
-bool MemoryRepository::addCertificate(const Certificate& certificate)
-{
-    if (std::find(certificates_.begin(), certificates_.end(), certificate) != certificates_.end())
-        return false;
-    certificates_.push_back(certificate);
-    return true;
-}
-
-void MemoryRepository::visitCertificates(RepositoryFilter filter, const CertificateVisitor& visitor)
-{
-    for (const Certificate& certificate : certificates_) {
-        if (!passesFilter(certificate, filter))
-            continue;
-        ++visits;
-        if (visitor(certificate) == Then::Stop)
-            return;
-    }
-}
-
-KeyPair MemoryRepository::generateKeyPair(const std::wstring&, int)
-{
-    throw KeyPairGenerationException("this repository holds no keys");
-}
-
-PrivateKeyHandle MemoryRepository::privateKeyOf(const Certificate&)
-{
-    throw CertificateNotFoundException("no keys here");
-}
-
-Bytes MemoryRepository::signDigest(const std::string&, const Bytes&, const PrivateKeyHandle&)
-{
-    throw SignatureException("no keys here");
-}
-
-Bytes MemoryRepository::decrypt(const Bytes&, const PrivateKeyHandle&)
-{
-    throw DecryptionException("no keys here");
 }
 
 } // namespace orvane::test::signer

@@ -1,8 +1,11 @@
-// The agent's named key on a real SoftHSM2 token in a temporary folder.
+// Keys on a real SoftHSM2 token in a temporary folder: the agent's named
+// key, keys generated for a request and imported from PKCS#12, and the
+// default token of the user.
 #include "signer/Exceptions.h"
 #include "signer/KeyStorePrivateKey.h"
 #include "signer/NarrowConverter.h"
 #include "signer/SystemRepository.h"
+#include "signer/directory/DirectoryCertificateStore.h"
 #include "signer/pkcs11/Pkcs11KeyStore.h"
 #include "tests/mock/ChildProcess.h"
 #include "tests/mock/TempDir.h"
@@ -12,58 +15,55 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
+#include <filesystem>
+#include <sstream>
 
 using namespace valmora::signer;
+using namespace orvane::test::signer;
 using orvane::test::readFile;
 using orvane::test::runProcess;
 using orvane::test::TempDir;
 using orvane::test::TempKeyStore;
 using orvane::test::writeFile;
-using orvane::test::signer::openssl;
-using orvane::test::signer::opensslStatus;
-using orvane::test::signer::asText;
-using orvane::test::signer::failureOf;
+using orvane::test::store::linkOf;
+using orvane::test::store::modeOf;
 
 namespace {
 
 std::string narrow(const std::wstring& text) { return narrowConverter.to_bytes(text); }
 
-mode_t modeOf(const std::string& path)
-{
-    struct stat info {};
-    EXPECT_EQ(0, ::stat(path.c_str(), &info)) << path;
-    return info.st_mode & 07777;
-}
-
-// Verifies an RSA signature of `data` with the openssl tool.
-bool opensslVerifies(const TempDir& dir, const PublicKey& key, const Bytes& data, const Bytes& signature,
-                     const std::string& hash = "-sha256")
-{
-    writeFile(dir.file("key.pem"), key.toPem());
-    writeFile(dir.file("data"), asText(data));
-    writeFile(dir.file("signature"), asText(signature));
-    std::string out;
-    const int status = opensslStatus(
-        {"dgst", hash, "-verify", dir.file("key.pem"), "-signature", dir.file("signature"), dir.file("data")}, &out);
-    return status == 0 && out.find("Verified OK") != std::string::npos;
-}
-
-class NamedKeyTest : public testing::Test {
+class TokenTest : public testing::Test {
 protected:
+    // The certificate of a test authority, made with the openssl tool on
+    // first use, for a PKCS#10 request.
+    Certificate issue(const std::string& requestPem)
+    {
+        if (!std::filesystem::exists(files.file("ca.pem"))) {
+            openssl({"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", files.file("ca.key"), "-out",
+                     files.file("ca.pem"), "-subj", "/CN=Orvane Test Authority", "-days", "30"});
+            writeFile(files.file("leaf.ext"), "basicConstraints=critical,CA:FALSE\nkeyUsage=critical,digitalSignature\n");
+        }
+        writeFile(files.file("request.pem"), requestPem);
+        openssl({"x509", "-req", "-in", files.file("request.pem"), "-CA", files.file("ca.pem"), "-CAkey",
+                 files.file("ca.key"), "-CAcreateserial", "-days", "30", "-extfile", files.file("leaf.ext"), "-out",
+                 files.file("issued.pem")});
+        return Certificate::fromText(readFile(files.file("issued.pem")));
+    }
+
     TempKeyStore token;
     TempDir files;
+    std::shared_ptr<DirectoryCertificateStore> folders =
+        std::make_shared<DirectoryCertificateStore>(token.certificateStoreFolder());
+    SystemRepository repository{token.keyStore(), folders};
 };
 
 } // namespace
 
-TEST_F(NamedKeyTest, CreatedKeyIsPrivateSensitiveNeverExtractableAndReadsBackTheSame)
+TEST_F(TokenTest, NamedKeyIsPrivateSensitiveNeverExtractableAndReadsBackTheSame)
 {
-    SystemRepository repository = token.repository();
     const std::wstring name = TempKeyStore::newKeyName();
     const PublicKey created = repository.createNamedKey(name, 1024);
     EXPECT_EQ(128u, created.modulus.size());
-    EXPECT_EQ((Bytes{0x01, 0x00, 0x01}), created.exponent);
     EXPECT_EQ(created, repository.publicKeyOfNamedKey(name));
     EXPECT_TRUE(repository.hasNamedKey(name));
     EXPECT_FALSE(repository.hasNamedKey(TempKeyStore::newKeyName()));
@@ -91,62 +91,102 @@ TEST_F(NamedKeyTest, CreatedKeyIsPrivateSensitiveNeverExtractableAndReadsBackThe
                                      .find("CKR_ATTRIBUTE_SENSITIVE"));
 }
 
-TEST_F(NamedKeyTest, SecondProcessFindsTheKeyByNameAndItsSignatureVerifiesWithOpenssl)
+TEST_F(TokenTest, NamedKeySignsAndDecryptsAsTheOpensslToolExpects)
 {
-    SystemRepository repository = token.repository();
     const std::wstring name = token.createNamedKey();
-    const PublicKey publicKey = repository.publicKeyOfNamedKey(name);
-    const Bytes data = {'{', '"', 'a', '"', ':', '1', '}'};
-    writeFile(files.file("request.json"), asText(data));
-
-    const auto result = runProcess({STORE_KEYCHILD, "sign", token.softHsmFolder(), narrow(name),
-                                    files.file("request.json"), files.file("request.sig")});
-    ASSERT_EQ(0, result.exitCode) << result.err;
-    const std::string signed_ = readFile(files.file("request.sig"));
-    const Bytes signature(signed_.begin(), signed_.end());
-    ASSERT_EQ(256u, signature.size());
-    EXPECT_TRUE(opensslVerifies(files, publicKey, data, signature));
-    Bytes tampered = data;
-    tampered[1] = 'b';
-    EXPECT_FALSE(opensslVerifies(files, publicKey, tampered, signature));
-    // PKCS#1 v1.5 is deterministic: this process signs the same bytes.
-    EXPECT_EQ(signature, repository.signWithNamedKey(data, name, "SHA256"));
-
+    const std::string publicKey = repository.publicKeyOfNamedKey(name).toPem();
+    const std::string data = "{\"a\":1}";
+    const Bytes bytes(data.begin(), data.end());
+    const std::string signature = asText(repository.signWithNamedKey(bytes, name, "SHA256"));
+    EXPECT_TRUE(opensslVerifies(publicKey, data, signature));
+    EXPECT_FALSE(opensslVerifies(publicKey, "{\"b\":1}", signature));
+    EXPECT_TRUE(opensslVerifies(publicKey, data, asText(repository.signWithNamedKey(bytes, name, "SHA1")), "sha1"));
     // An empty hash name signs a prepared DigestInfo as it stands (SHA-256's,
-    // RFC 8017, section 9.2, note 1); other names put their own together.
-    const Bytes hashed = digest(data, "SHA256");
-    const std::string infoText =
-        std::string("\x30\x31\x30\x0d\x06\x09\x60\x86\x48\x01\x65\x03\x04\x02\x01\x05\x00\x04\x20", 19) + asText(hashed);
-    const Bytes info(infoText.begin(), infoText.end());
-    EXPECT_EQ(signature, repository.signWithNamedKey(info, name, ""));
-    EXPECT_TRUE(opensslVerifies(files, publicKey, data, repository.signWithNamedKey(data, name, "SHA1"), "-sha1"));
+    // RFC 8017, section 9.2, note 1).
+    const std::string info = std::string("\x30\x31\x30\x0d\x06\x09\x60\x86\x48\x01\x65\x03\x04\x02\x01\x05\x00\x04\x20", 19)
+                             + asText(digest(bytes, "SHA256"));
+    EXPECT_EQ(signature, asText(repository.signWithNamedKey(Bytes(info.begin(), info.end()), name, "")));
 
-    // And it decrypts what the tool encrypted for it.
-    writeFile(files.file("secret"), "a session key");
+    writeFile(files.file("key.pem"), publicKey);
     const std::string encrypted = openssl({"pkeyutl", "-encrypt", "-pubin", "-inkey", files.file("key.pem"), "-pkeyopt",
-                                           "rsa_padding_mode:pkcs1", "-in", files.file("secret")});
+                                           "rsa_padding_mode:pkcs1"}, "a session key");
     EXPECT_EQ("a session key", asText(repository.decrypt(Bytes(encrypted.begin(), encrypted.end()),
                                                          std::make_shared<KeyStorePrivateKey>(narrow(name), false))));
 }
 
-TEST_F(NamedKeyTest, UnknownNamesAndTakenNamesFailClearly)
+TEST_F(TokenTest, UnknownNamesAndTakenNamesFailClearly)
 {
-    SystemRepository repository = token.repository();
     const std::wstring missing = L"Orvane.00000000-0000-4000-8000-000000000000";
     const std::string noKey = "No key named \"" + narrow(missing) + "\" in the key store";
     EXPECT_EQ(noKey + " (NCryptOpenKey)",
               failureOf<CapiException>([&] { repository.publicKeyOfNamedKey(missing); }));
     EXPECT_EQ("Error at signing: " + noKey + " (NCryptDecrypt)",
               failureOf<SignatureException>([&] { repository.signWithNamedKey({1, 2, 3}, missing, "SHA256"); }));
-    // A key reached through a certificate fails under the signing call of
-    // that way, unwrapped.
-    EXPECT_EQ(noKey + " (CryptSignHashW)", failureOf<CapiException>([&] {
-                  repository.sign({1, 2, 3}, std::make_shared<KeyStorePrivateKey>(narrow(missing), true), "SHA256");
-              }));
     const std::wstring taken = token.createNamedKey();
     EXPECT_NE(std::string::npos, failureOf<CapiException>([&] { repository.createNamedKey(taken, 2048); })
                                      .find("exists already (NCryptCreatePersistedKey)"));
     EXPECT_THROW(repository.signWithNamedKey({1}, taken, "NOT-A-HASH"), SignatureException);
+    // Generation replaces a key that waits for its certificate, never the agent's.
+    const PublicKey kept = repository.publicKeyOfNamedKey(taken);
+    EXPECT_THROW(repository.generateKeyPair(taken, 2048), KeyPairGenerationException);
+    EXPECT_EQ(kept, repository.publicKeyOfNamedKey(taken));
+    const std::wstring waiting = TempKeyStore::newKeyName();
+    const KeyPair first = repository.generateKeyPair(waiting, 2048);
+    const KeyPair second = repository.generateKeyPair(waiting, 2048);
+    EXPECT_NE(first.modulus, second.modulus);
+    EXPECT_EQ(static_cast<const PublicKey&>(second), repository.publicKeyOfNamedKey(waiting));
+}
+
+TEST_F(TokenTest, RequestedKeyMeetsItsCertificateAndSignsThroughTheLink)
+{
+    const std::wstring keyName = TempKeyStore::newKeyName();
+    const std::string pem = repository.createDefaultRequest(keyName, 4096).toPem();
+    EXPECT_NE(std::string::npos, openssl({"req", "-noout", "-verify", "-text"}, pem).find("Public-Key: (2048 bit)"))
+        << "4096 asked, 2048 made";
+    // While the key waits for its certificate, an end entity for another key
+    // is somebody else's and goes to the address book.
+    const Certificate stranger = orvane::test::store::makeEndEntity("Stranger");
+    EXPECT_TRUE(repository.addCertificate(stranger));
+    EXPECT_EQ(L"(no link)", linkOf(*folders, stranger, "AddressBook"));
+    EXPECT_EQ(L"(none)", linkOf(*folders, stranger));
+    // Its own certificate lands in "MY".
+    const Certificate issued = issue(pem);
+    EXPECT_TRUE(repository.addCertificate(issued));
+    EXPECT_EQ(keyName + L"|" + localKeyProviderName + L"|24|0|2", linkOf(*folders, issued))
+        << "linked to the key generated for the request, not to a copy";
+    EXPECT_EQ(L"Valmora Certificadora Digital SA", folders->find("MY", issued.fingerprint())->friendlyName.value_or(L""));
+
+    // Another object, as a later run would make, signs through the link.
+    SystemRepository later(token.keyStore(), folders);
+    const Bytes data = {'d', 'o', 'c', 'u', 'm', 'e', 'n', 't'};
+    EXPECT_TRUE(
+        opensslVerifies(issued.toPem(), asText(data), asText(later.signWithCertificate(data, issued, "SHA256"))));
+    // Keys reached through a certificate know the hash names in capitals.
+    EXPECT_THROW(later.signWithCertificate(data, issued, "sha256"), SignatureException);
+}
+
+TEST_F(TokenTest, ImportOfPkcs12WithALinkPutsTheKeyUnderThatNameAndNamesTheEntry)
+{
+    openssl({"req", "-newkey", "rsa:2048", "-nodes", "-keyout", files.file("own.key"), "-out", files.file("own.csr"),
+             "-subj", "/O=Orvane Tests/CN=Importada"});
+    const Certificate issued = issue(readFile(files.file("own.csr")));
+    openssl({"pkcs12", "-export", "-inkey", files.file("own.key"), "-in", files.file("issued.pem"), "-certfile",
+             files.file("ca.pem"), "-passout", "pass:segredo", "-out", files.file("own.p12")});
+    std::stringstream archive(readFile(files.file("own.p12")));
+    repository.importPfx(archive, L"segredo", ProviderLink{localKeyProviderName, L"Orvane.imported"}, true);
+
+    const std::wstring link = L"Orvane.imported|" + std::wstring(localKeyProviderName) + L"|24|0|2";
+    EXPECT_EQ(link, linkOf(*folders, issued));
+    EXPECT_EQ(L"Importada", folders->find("MY", issued.fingerprint())->friendlyName.value_or(L""))
+        << "the last certificate gets the name";
+    const Certificate authority = Certificate::fromText(readFile(files.file("ca.pem")));
+    EXPECT_EQ(link, linkOf(*folders, authority)) << "every certificate of the archive, linked in MY";
+    EXPECT_TRUE(token.keyStore()->hasKey("Orvane.imported"));
+
+    std::stringstream wrong(readFile(files.file("own.p12")));
+    EXPECT_NE(std::string::npos, failureOf<CapiException>([&] {
+                                     repository.importPfx(wrong, L"errada", ProviderLink{}, false);
+                                 }).find("(PFXImportCertStore)"));
 }
 
 // The default: SoftHSM2 of the agent's own in the user's "Orvane" folder,
@@ -154,27 +194,24 @@ TEST_F(NamedKeyTest, UnknownNamesAndTakenNamesFailClearly)
 TEST(DefaultKeyStoreTest, FirstUseMakesAPrivateTokenThatTheNextStoreFindsAgain)
 {
     orvane::test::TempEnvironment environment;
-    std::wstring name;
+    const std::string name = narrow(TempKeyStore::newKeyName());
     Pkcs11Settings settings;
     PublicKey created;
     {
         const auto store = Pkcs11KeyStore::forCurrentUser();
-        name = TempKeyStore::newKeyName();
-        created = store->createKey(narrow(name), false, 2048);
+        created = store->createKey(name, false, 2048);
         settings = store->settings();
     }
     EXPECT_EQ(environment.userDataFolder() + "/Orvane/keystore", settings.softHsmFolder);
-    EXPECT_EQ("Orvane", settings.tokenLabel);
-    EXPECT_EQ(0700u, modeOf(settings.softHsmFolder));
-    EXPECT_EQ(0700u, modeOf(settings.softHsmFolder + "/tokens"));
-    EXPECT_EQ(0600u, modeOf(settings.pinFile));
-    EXPECT_EQ(0600u, modeOf(settings.softHsmFolder + "/softhsm2.conf"));
+    for (const std::string& folder : {settings.softHsmFolder, settings.softHsmFolder + "/tokens"})
+        EXPECT_EQ(0700u, modeOf(folder)) << folder;
+    for (const std::string& file : {settings.pinFile, settings.softHsmFolder + "/softhsm2.conf"})
+        EXPECT_EQ(0600u, modeOf(file)) << file;
     const std::string pin = readFile(settings.pinFile);
     EXPECT_EQ(33u, pin.size()) << "32 hexadecimal digits and a line end";
 
     const auto again = Pkcs11KeyStore::forCurrentUser();
-    EXPECT_TRUE(again->hasKey(narrow(name)));
-    EXPECT_EQ(created, again->publicKey(narrow(name)));
+    EXPECT_EQ(created, again->publicKey(name));
     EXPECT_EQ(pin, readFile(settings.pinFile)) << "the PIN is made once";
 }
 
@@ -184,33 +221,21 @@ TEST(DefaultKeyStoreTest, ConfigurationNamesAnotherModuleTokenAndPinFile)
 {
     orvane::test::TempEnvironment environment;
     TempDir dir;
-    ::mkdir(dir.file("tokens").c_str(), 0700);
+    std::filesystem::create_directories(dir.file("tokens"));
     writeFile(dir.file("softhsm2.conf"), "directories.tokendir = " + dir.file("tokens") + "\nlog.level = ERROR\n");
     writeFile(dir.file("pin"), "4321\n");
-    const std::map<std::string, std::string> env = {{"SOFTHSM2_CONF", dir.file("softhsm2.conf")}};
-    const auto made = runProcess({"/usr/bin/softhsm2-util", "--init-token", "--free", "--label", "Hardware", "--so-pin", "1234",
-                                  "--pin", "4321"},
-                                 {}, env);
+    orvane::test::EnvironmentScope conf("SOFTHSM2_CONF", dir.file("softhsm2.conf").c_str());
+    const auto made = runProcess({"/usr/bin/softhsm2-util", "--init-token", "--free", "--label", "Hardware", "--so-pin",
+                                  "1234", "--pin", "4321"});
     ASSERT_EQ(0, made.exitCode) << made.err;
 
-    ::mkdir(environment.commonDataFolder().c_str(), 0700);
-    ::mkdir((environment.commonDataFolder() + "/Orvane").c_str(), 0700);
+    std::filesystem::create_directories(environment.commonDataFolder() + "/Orvane");
     writeFile(environment.commonDataFolder() + "/Orvane/applicationConfig-2.properties",
-              "keystore.pkcs11.module = /usr/lib/softhsm/libsofthsm2.so\n"
-              "keystore.pkcs11.token = Hardware\n"
-              "keystore.pkcs11.pin.file = "
-                  + dir.file("pin") + "\n");
-    const Pkcs11Settings settings = Pkcs11Settings::forCurrentUser();
-    EXPECT_EQ("/usr/lib/softhsm/libsofthsm2.so", settings.modulePath);
-    EXPECT_EQ("Hardware", settings.tokenLabel);
-    EXPECT_EQ(dir.file("pin"), settings.pinFile);
-    EXPECT_TRUE(settings.softHsmFolder.empty());
-
-    ::setenv("SOFTHSM2_CONF", dir.file("softhsm2.conf").c_str(), 1);
-    Pkcs11KeyStore store(settings);
+              "keystore.pkcs11.module = /usr/lib/softhsm/libsofthsm2.so\nkeystore.pkcs11.token = Hardware\n"
+              "keystore.pkcs11.pin.file = " + dir.file("pin") + "\n");
+    // The only token there is labelled "Hardware" and opens with that PIN.
+    Pkcs11KeyStore store(Pkcs11Settings::forCurrentUser());
     const PublicKey key = store.createKey("Orvane.hardware", false, 2048);
-    const Bytes signature = store.signPkcs1("Orvane.hardware", {1, 2, 3});
-    EXPECT_EQ(256u, signature.size());
+    EXPECT_EQ(256u, store.signPkcs1("Orvane.hardware", {1, 2, 3}).size());
     EXPECT_EQ(key, store.publicKey("Orvane.hardware"));
-    ::unsetenv("SOFTHSM2_CONF");
 }

@@ -1,7 +1,6 @@
 // orvanectl's store and key commands, and the uninstaller's "/u", as real
 // processes over the default stores of a throw-away user.
 #include "model/identity/Orvane.h"
-#include "config/ApplicationPaths.h"
 #include "signer/NarrowConverter.h"
 #include "signer/Publication.h"
 #include "signer/directory/DirectoryCertificateStore.h"
@@ -14,7 +13,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <set>
 
 using namespace valmora::signer;
 using orvane::test::runProcess;
@@ -27,25 +25,12 @@ namespace {
 const std::string orvanectl = std::string(ORVANE_BINARY_DIR) + "/app/ctl/orvanectl";
 const std::string orvaneBinary = std::string(ORVANE_BINARY_DIR) + "/app/orvane";
 
-std::shared_ptr<DirectoryCertificateStore> currentStores() { return DirectoryCertificateStore::forCurrentUser(); }
-
-std::vector<std::string> lines(const std::string& text)
-{
-    std::vector<std::string> result;
-    std::size_t start = 0, end = 0;
-    while ((end = text.find('\n', start)) != std::string::npos) {
-        result.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
-    return result;
-}
-
 } // namespace
 
 TEST(StoreCommandsTest, ListShowsEachEntryWithItsLinkAndRemoveTakesItOut)
 {
     TempEnvironment environment;
-    const auto stores = currentStores();
+    const auto stores = DirectoryCertificateStore::forCurrentUser();
     const Certificate linked = makeEndEntity("Linked Person", 1);
     const Certificate plain = makeEndEntity("Plain Person", 2);
     stores->put("MY", StoreEntry{linked, KeyProviderInfo{L"remote-7", orvaneProviderName, 24, 0, 2}, std::nullopt});
@@ -54,13 +39,10 @@ TEST(StoreCommandsTest, ListShowsEachEntryWithItsLinkAndRemoveTakesItOut)
 
     const auto listed = runProcess({orvanectl, "store", "list"});
     ASSERT_EQ(0, listed.exitCode) << listed.err;
-    const std::vector<std::string> rows = lines(listed.out);
-    ASSERT_EQ(2u, rows.size());
     const std::string linkedRow = linked.fingerprint() + "\tLinked Person\t" + linked.validity().notAfterDate()
-                                  + "\tOrvane Cryptographic Provider\tremote-7";
-    const std::string plainRow = plain.fingerprint() + "\tPlain Person\t" + plain.validity().notAfterDate() + "\tnone";
-    EXPECT_TRUE((rows == std::vector<std::string>{linkedRow, plainRow} || rows == std::vector<std::string>{plainRow, linkedRow}))
-        << listed.out;
+                                  + "\tOrvane Cryptographic Provider\tremote-7\n";
+    const std::string plainRow = plain.fingerprint() + "\tPlain Person\t" + plain.validity().notAfterDate() + "\tnone\n";
+    EXPECT_TRUE(listed.out == linkedRow + plainRow || listed.out == plainRow + linkedRow) << listed.out;
 
     const auto json = runProcess({orvanectl, "store", "list", "--json", "CA"});
     ASSERT_EQ(0, json.exitCode) << json.err;
@@ -111,6 +93,9 @@ TEST(KeyCommandsTest, ShowPrintsTheIdentitysKeyNameItsPresenceAndPublicKey)
               shown.out);
 }
 
+// Which certificates "/u" takes out is the publication suite's business;
+// here that the switch reaches those of the identity, and only once the
+// identity makes an installation.
 TEST(UnpublishSwitchTest, RemovesTheCertificatesOfTheActiveIdentityAndNothingElse)
 {
     if (!std::filesystem::exists(orvaneBinary))
@@ -118,41 +103,31 @@ TEST(UnpublishSwitchTest, RemovesTheCertificatesOfTheActiveIdentityAndNothingEls
     TempEnvironment environment;
     orvane::test::writeServiceConfiguration();
     auto identity = orvane::test::sampleIdentity();
-    identity->save();
-    ASSERT_TRUE(orvane::model::Orvane::hasInstallation());
-
     std::vector<PublishedKey> keys;
-    std::set<std::string> fingerprints;
     for (const orvane::model::KeyReference* reference : identity->certificates())
-        if (reference->certificate && fingerprints.insert(reference->certificate->fingerprint()).second)
+        if (reference->certificate)
             keys.push_back({*reference->certificate, reference->keyName, reference->friendlyName});
     ASSERT_FALSE(keys.empty());
     publishCertificates(keys);
-    const auto stores = currentStores();
+    const auto stores = DirectoryCertificateStore::forCurrentUser();
     const Certificate bystander = makeEndEntity("Bystander");
-    stores->put("MY", StoreEntry{bystander, KeyProviderInfo{L"x", L"Another Provider", 24, 0, 2}, std::nullopt});
-    // One of them also among the authorities of another program: the first
-    // store in order loses it.
-    stores->put("AddressBook", StoreEntry{keys.front().certificate, std::nullopt, std::nullopt});
+    stores->put("MY", StoreEntry{bystander, KeyProviderInfo{L"k", orvaneProviderName, 24, 0, 2}, std::nullopt});
+    const auto published = [&] {
+        std::size_t count = 0;
+        for (const PublishedKey& key : keys)
+            count += stores->find("MY", key.certificate.fingerprint()).has_value();
+        return count;
+    };
+    const auto unpublish = [] {
+        const auto result = runProcess({orvaneBinary, "/u"}, {}, {{"QT_QPA_PLATFORM", "offscreen"}}, 60);
+        EXPECT_EQ(0, result.exitCode) << result.err;
+    };
 
-    const auto result = runProcess({orvaneBinary, "/u"}, {}, {{"QT_QPA_PLATFORM", "offscreen"}}, 60);
-    ASSERT_EQ(0, result.exitCode) << result.err;
-    for (const PublishedKey& key : keys)
-        EXPECT_FALSE(stores->find("MY", key.certificate.fingerprint())) << narrowConverter.to_bytes(key.keyName);
+    unpublish();
+    EXPECT_EQ(keys.size(), published()) << "no installation, nothing to do";
+    identity->save();
+    ASSERT_TRUE(orvane::model::Orvane::hasInstallation());
+    unpublish();
+    EXPECT_EQ(0u, published());
     EXPECT_TRUE(stores->find("MY", bystander.fingerprint()));
-    EXPECT_TRUE(stores->find("AddressBook", keys.front().certificate.fingerprint()));
-}
-
-TEST(UnpublishSwitchTest, DoesNothingWithoutAnInstallation)
-{
-    if (!std::filesystem::exists(orvaneBinary))
-        GTEST_SKIP() << "the orvane executable is not built: " << orvaneBinary;
-    TempEnvironment environment;
-    orvane::test::writeServiceConfiguration();
-    const auto stores = currentStores();
-    const Certificate kept = makeEndEntity("Kept");
-    stores->put("MY", StoreEntry{kept, KeyProviderInfo{L"k", orvaneProviderName, 24, 0, 2}, std::nullopt});
-    const auto result = runProcess({orvaneBinary, "/u"}, {}, {{"QT_QPA_PLATFORM", "offscreen"}}, 60);
-    EXPECT_EQ(0, result.exitCode) << result.err;
-    EXPECT_TRUE(stores->find("MY", kept.fingerprint()));
 }

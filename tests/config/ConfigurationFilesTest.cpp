@@ -1,16 +1,24 @@
-#include "config/Properties.h"
+// The configuration files: properties, whole-file replacement and UTF-8.
 
+#include "config/AtomicFile.h"
+#include "config/Properties.h"
+#include "config/TextCodec.h"
+
+#include "tests/mock/FailureText.h"
 #include "tests/mock/TempDir.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <utime.h>
 
-using orvane::model::Properties;
+using namespace orvane::model;
 using orvane::test::readFile;
 using orvane::test::TempDir;
 using orvane::test::writeFile;
+namespace fs = std::filesystem;
 
 TEST(Properties, ReadsSettingsAndKeepsEveryLine)
 {
@@ -45,12 +53,8 @@ TEST(Properties, BytesAreCharactersAndALineStartingWithEqualsRejectsTheFile)
     const std::string bytes = "nome = Jo\xC3\xA3o\nlatin = \xE9t\xE9\n";
     EXPECT_EQ(Properties::parse(bytes).get(L"nome"), std::wstring(L"Jo\u00C3\u00A3o"));
     EXPECT_EQ(Properties::parse(bytes).text(), bytes);
-    try {
-        Properties::parse("a = 1\n  = orphan value\n");
-        FAIL() << "expected std::out_of_range";
-    } catch (const std::out_of_range& e) {
-        EXPECT_STREQ(e.what(), "invalid string position");
-    }
+    EXPECT_EQ(orvane::test::failureOf<std::out_of_range>([] { Properties::parse("a = 1\n  = orphan value\n"); }),
+              "invalid string position");
 }
 
 TEST(Properties, AddAndMergeRewriteOnlyTheirLines)
@@ -88,4 +92,40 @@ TEST(Properties, FilesOnDisk)
     // A file that cannot be written leaves nothing behind and raises nothing.
     p.save(dir.file("no/such/folder/x.properties"));
     EXPECT_EQ(readFile(dir.file("no/such/folder/x.properties")), "");
+}
+
+TEST(AtomicFile, ReplacesWholeWithOwnerOnlyRightsAndSweepsOldLeftoversOfKilledWriters)
+{
+    TempDir dir;
+    const std::string path = dir.file("identity.xml");
+    const std::string stale = path + ".tmp-AAAAAA", fresh = path + ".tmp-BBBBBB";
+    const std::string other = dir.file("proxy.properties.tmp-CCCCCC");
+    for (const std::string& f : {path, stale, fresh, other})
+        writeFile(f, "partial");
+    const utimbuf longAgo {1000, 1000};
+    utime(stale.c_str(), &longAgo);
+    utime(other.c_str(), &longAgo);
+
+    ASSERT_TRUE(writeFileAtomically(path, "new content"));
+    EXPECT_EQ(readFile(path), "new content");
+    struct stat info {};
+    ASSERT_EQ(stat(path.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+    EXPECT_FALSE(fs::exists(stale));
+    EXPECT_TRUE(fs::exists(fresh));  // may belong to a writer still at work
+    EXPECT_TRUE(fs::exists(other));  // another file's business
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 3);
+
+    // A folder that does not exist: nothing written, nothing left, old file kept.
+    EXPECT_FALSE(writeFileAtomically(dir.file("missing/identity.xml"), "x"));
+    EXPECT_EQ(readFile(path), "new content");
+}
+
+TEST(TextCodec, Utf8RoundTripsAllPlanesAndMalformedUtf8IsABadConversion)
+{
+    const std::wstring text = L"Usu\u00E1rio \u20AC \U0001F600";
+    EXPECT_EQ(toUtf8(text), "Usu\xC3\xA1rio \xE2\x82\xAC \xF0\x9F\x98\x80");
+    EXPECT_EQ(fromUtf8(toUtf8(text)), text);
+    for (const char* bad : {"\xC3", "\xC3\x28", "\xC0\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xFF"})
+        EXPECT_EQ(orvane::test::failureOf<std::range_error>([&] { fromUtf8(bad); }), "bad conversion") << bad;
 }
