@@ -22,25 +22,14 @@ using model::Wallet;
 
 const wchar_t* const kActiveKestrelUrl = L"https://kestrel.test/TolvaneServices/desktop";
 const wchar_t* const kOtherKestrelUrl = L"https://old-kestrel.test/TolvaneServices/desktop";
-const wchar_t* const kActiveHarrierUrl = L"harrier.test";
-const wchar_t* const kOtherHarrierUrl = L"other-harrier.test";
+const char* const kAdemir = "ecpf-a1-ademir-alves-henrique-digitalsign-rfb-2015";
+const char* const kKabum = "ecnpj-a1-kabum-certisign-rfb-g5-2019";
 
 void writeServiceConfiguration()
 {
     const std::filesystem::path config = model::configFilePath();
     std::filesystem::create_directories(config.parent_path());
     writeFile(config.string(), "brantis.url = https://kestrel.test/\nharrier.url = harrier.test\n");
-}
-
-std::vector<std::string> testCertificateNames()
-{
-    return {"ecpf-a1-ademir-alves-henrique-digitalsign-rfb-2015",
-            "ecnpj-a1-kabum-certisign-rfb-g5-2019",
-            "ecnpj-a1-lemos-e-marques-certisign-rfb-g5-2020",
-            "ecnpj-a1-expand-syngularid-multipla-2024",
-            "pj-a1-grendene-certisign-multipla-g5-2016",
-            "test-ecpf-lacuna-alan-mathison-turing-2016",
-            "test-nfe-associacao-99999090910270-2009"};
 }
 
 std::shared_ptr<valmora::signer::Certificate> testCertificate(const std::string& name)
@@ -57,14 +46,15 @@ std::string testCertificateBase64(const std::string& name)
 
 namespace {
 
-KeyReference reference(model::KeyGroup* group, model::SignatureStrategy* strategy, const std::string& certificate,
-                       const std::wstring& keyName, const std::wstring& friendlyName, std::uint32_t seed)
+template <typename Group>
+void addKey(Group& group, model::SignatureStrategy* strategy, const char* certificate, const std::wstring& keyName,
+            const std::wstring& friendlyName, std::uint32_t seed)
 {
-    KeyReference key(testCertificate(certificate), group, strategy);
+    KeyReference key(testCertificate(certificate), &group, strategy);
     key.keyName = keyName;
     key.friendlyName = friendlyName;
     key.ensureKeyId(seed);
-    return key;
+    group.keyReferences.push_back(key);
 }
 
 std::shared_ptr<Device> device(const std::wstring& hash, const std::wstring& fantasy, const std::wstring& local)
@@ -82,7 +72,6 @@ std::unique_ptr<Orvane> sampleIdentity()
 {
     auto* kestrel = &model::KestrelSignatureStrategy::instance();
     auto* harrier = &model::HarrierSignatureStrategy::instance();
-    const auto names = testCertificateNames();
 
     auto identity = std::make_unique<Orvane>();
     identity->privateKeyReference = L"Orvane.0f8c3a52-6d1e-4b7a-9c2d-5e4f3a2b1c0d";
@@ -94,7 +83,7 @@ std::unique_ptr<Orvane> sampleIdentity()
     old.hierarchies.lastModified = L"Mon, 01 Jan 2024 00:00:00 GMT";
     old.hierarchies.expires = 1704067200;
     auto oldPhone = device(L"0011223344556677", L"Moto", L"Celular antigo");
-    oldPhone->keyReferences.push_back(reference(oldPhone.get(), kestrel, names[6], L"k-old", L"Associa\u00e7\u00e3o", 7));
+    addKey(*oldPhone, kestrel, "test-nfe-associacao-99999090910270-2009", L"k-old", L"Associa\u00e7\u00e3o", 7);
     old.devices.devices.push_back(oldPhone);
     identity->kestrelInstallations.push_back(old);
 
@@ -112,15 +101,15 @@ std::unique_ptr<Orvane> sampleIdentity()
     active.hierarchies.futureVersion = {L"2024-02-01", L"2.2.0 <beta> & \"rc\""};
     active.devices.lastModified = L"W/\"etag\" & <mark>\t\r\n";
     auto phone = device(L"ABCDEFGHIJKL", L"Galaxy <A54> & 'Ana'", L"Celular \"da\" Ana <&> ' \u00e7\u00e3o");
-    phone->keyReferences.push_back(reference(phone.get(), kestrel, names[0], L"key-1", L"ADEMIR", 11));
-    phone->keyReferences.push_back(reference(phone.get(), kestrel, names[1], L"key <2> & co", L"KABUM", 12));
+    addKey(*phone, kestrel, kAdemir, L"key-1", L"ADEMIR", 11);
+    addKey(*phone, kestrel, kKabum, L"key <2> & co", L"KABUM", 12);
     auto tablet = device(L"XYZ", L"Tablet\tA\r\nB\rC \x01", L"kestrel no XYZ");
-    tablet->keyReferences.push_back(reference(tablet.get(), kestrel, names[2], L"", L"", 13));
+    addKey(*tablet, kestrel, "ecnpj-a1-lemos-e-marques-certisign-rfb-g5-2020", L"", L"", 13);
     active.devices.devices = {phone, tablet, device(L"EMPTY0000", L"EMPTY000", L"  ")};
     identity->kestrelInstallations.push_back(active);
 
     auto account = std::make_shared<HarrierInstallation>();
-    account->targetUrl = kActiveHarrierUrl;
+    account->targetUrl = L"harrier.test";
     account->userId = L"u-17";
     account->userName = L"Ana";
     account->organizationId = L"o-3";
@@ -129,32 +118,26 @@ std::unique_ptr<Orvane> sampleIdentity()
     account->authorizationMode = L"push";
     account->wallet = std::make_shared<Wallet>();
     account->wallet->lastModified = L"Wed, 03 Jan 2024 08:00:00 GMT";
-    account->wallet->keyReferences.push_back(
-        reference(account->wallet.get(), harrier, names[3], L"0a 1b;CN=AC SyngularID Multipla", L"EXPAND", 21));
-    account->wallet->keyReferences.push_back(
-        reference(account->wallet.get(), harrier, names[4], L"0c;CN=AC Certisign", L"GRENDENE", 22));
+    addKey(*account->wallet, harrier, "ecnpj-a1-expand-syngularid-multipla-2024", L"0a 1b;CN=AC SyngularID Multipla",
+           L"EXPAND", 21);
+    addKey(*account->wallet, harrier, "pj-a1-grendene-certisign-multipla-g5-2016", L"0c;CN=AC Certisign", L"GRENDENE",
+           22);
     identity->allHarrierInstallations.push_back(account);
 
     auto elsewhere = std::make_shared<HarrierInstallation>();
-    elsewhere->targetUrl = kOtherHarrierUrl;
+    elsewhere->targetUrl = L"other-harrier.test";
     elsewhere->userName = L"Bia";
     elsewhere->wallet = std::make_shared<Wallet>();
-    elsewhere->wallet->keyReferences.push_back(
-        reference(elsewhere->wallet.get(), harrier, names[5], L"0d;CN=Lacuna", L"Alan", 23));
+    addKey(*elsewhere->wallet, harrier, "test-ecpf-lacuna-alan-mathison-turing-2016", L"0d;CN=Lacuna", L"Alan", 23);
     identity->allHarrierInstallations.push_back(elsewhere);
 
     identity->setOwners();
     return identity;
 }
 
-std::string identityFile()
-{
-    return model::identityFilePath();
-}
-
 void removeIdentityFile()
 {
-    std::filesystem::remove(identityFile());
+    std::filesystem::remove(model::identityFilePath());
 }
 
 // The configuration is written once for the whole suite, inside the

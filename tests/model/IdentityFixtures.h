@@ -14,18 +14,16 @@ namespace orvane::test {
 // before anything asks for them, since the program keeps them per process).
 extern const wchar_t* const kActiveKestrelUrl;
 extern const wchar_t* const kOtherKestrelUrl;
-extern const wchar_t* const kActiveHarrierUrl;
-extern const wchar_t* const kOtherHarrierUrl;
 
 // Writes the configuration file for the addresses above.
 void writeServiceConfiguration();
 
 // Real ICP-Brasil certificates from the shared test data, by file name under
-// end-entity/ (without ".pem").
+// end-entity/ (without ".pem"), and the base64 of their DER.
 std::shared_ptr<valmora::signer::Certificate> testCertificate(const std::string& name);
-std::vector<std::string> testCertificateNames();
-// Base64 of the DER of a test certificate.
 std::string testCertificateBase64(const std::string& name);
+extern const char* const kAdemir;
+extern const char* const kKabum;
 
 // An aggregate with two Kestrel installations (the active one second), two
 // Harrier installations (one active) with wallets, phones with key
@@ -33,8 +31,7 @@ std::string testCertificateBase64(const std::string& name);
 // and a few empty values. Back-pointers are wired.
 std::unique_ptr<model::Orvane> sampleIdentity();
 
-// The identity file's path and a wipe of it between tests.
-std::string identityFile();
+// Wipes the identity file between tests.
 void removeIdentityFile();
 
 } // namespace orvane::test

@@ -1,3 +1,6 @@
+// Key references and the groups that hold them (phones and cloud wallets),
+// built from the services' listings with real ICP-Brasil certificates.
+
 #include "model/identity/ActiveInstallationNotFound.h"
 #include "model/keys/Device.h"
 #include "model/harrier/HarrierInstallation.h"
@@ -7,167 +10,156 @@
 #include "model/harrier/PasswordAndOtpAuthentication.h"
 #include "model/harrier/SessionTokenAuthentication.h"
 #include "model/keys/Wallet.h"
+#include "tests/mock/FailureText.h"
 #include "tests/model/IdentityFixtures.h"
 
 #include <gtest/gtest.h>
 #include <json/value.h>
 
-#include <memory>
-
 using namespace orvane::model;
+using orvane::test::failureOf;
+using orvane::test::kAdemir;
+using orvane::test::kKabum;
+using orvane::test::testCertificate;
 using orvane::test::testCertificateBase64;
 
 namespace {
 
-Json::Value deviceReply(const std::string& code, const std::string& name, int keys)
+Json::Value listed(const std::string& base64, const std::string& keyName)
 {
     Json::Value value(Json::objectValue);
-    value["deviceCode"] = code;
-    if (!name.empty())
-        value["deviceName"] = name;
-    if (keys >= 0) {
-        Json::Value certificates(Json::arrayValue);
-        const auto names = orvane::test::testCertificateNames();
-        for (int i = 0; i < keys; ++i) {
-            Json::Value key(Json::objectValue);
-            key["base64"] = testCertificateBase64(names[static_cast<std::size_t>(i)]);
-            key["keyName"] = "key-" + std::to_string(i);
-            certificates.append(key);
-        }
-        value["certificates"] = certificates;
-    }
+    value["base64"] = base64;
+    value["keyName"] = keyName;
     return value;
+}
+
+KeyReference withName(const char* certificate, const std::wstring& keyName)
+{
+    KeyReference reference(testCertificate(certificate), nullptr, &KestrelSignatureStrategy::instance());
+    reference.keyName = keyName;
+    return reference;
 }
 
 } // namespace
 
-TEST(DeviceJson, DefaultNamesFromTheDeviceCode)
+TEST(ListingJson, KeyReferencesTakeBlanksInTheBase64AndDevicesTheirDefaultNames)
 {
-    auto longCode = Device::fromJson(deviceReply("ABCDEFGHIJKL", "", -1));
-    EXPECT_EQ(longCode->fantasyName, L"ABCDEFGH");
-    EXPECT_EQ(longCode->localName, L"kestrel no ABCDEFGH");
-    EXPECT_TRUE(longCode->keyReferences.empty());
+    const std::string base64 = testCertificateBase64(kAdemir);
+    std::string broken;
+    for (std::size_t i = 0; i < base64.size(); i += 64)
+        broken += base64.substr(i, 64) + (i % 128 ? "\r\n" : " \t\n");
+    Json::Value reply(Json::objectValue);
+    reply["deviceCode"] = "ABCDEFGHIJKL";
+    reply["certificates"].append(listed(broken, "chave-\xc3\xa7"));
+    const auto device = Device::fromJson(reply);
+    EXPECT_EQ(device->fantasyName, L"ABCDEFGH");
+    EXPECT_EQ(device->localName, L"kestrel no ABCDEFGH");
+    ASSERT_EQ(device->keyReferences.size(), 1u);
+    const KeyReference& reference = device->keyReferences[0];
+    EXPECT_EQ(reference.certificate->fingerprint(), testCertificate(kAdemir)->fingerprint());
+    EXPECT_EQ(reference.keyName, L"chave-\u00e7");
+    EXPECT_EQ(reference.friendlyName, L"ADEMIR ALVES HENRIQUE:80767940130");
+    EXPECT_FALSE(reference.hasKeyId());   // identifiers are the listing rule's business
+    EXPECT_EQ(reference.group, device.get());
+    EXPECT_EQ(reference.strategy, &KestrelSignatureStrategy::instance());
 
-    auto shortCode = Device::fromJson(deviceReply("ABC", "", 0));
-    EXPECT_EQ(shortCode->fantasyName, L"ABC");
-    EXPECT_EQ(shortCode->localName, L"kestrel no ABC");
-
-    auto named = Device::fromJson(deviceReply("C0DE", "Galaxy S\xc3\xa9rie", 2));
-    EXPECT_EQ(named->hash, L"C0DE");
-    EXPECT_EQ(named->fantasyName, L"Galaxy S\u00e9rie");
-    EXPECT_EQ(named->name(), L"kestrel no Galaxy S\u00e9rie");
-    ASSERT_EQ(named->keyReferences.size(), 2u);
-    for (const KeyReference& reference : named->keyReferences) {
-        EXPECT_EQ(reference.group, named.get());
-        EXPECT_EQ(reference.strategy, &KestrelSignatureStrategy::instance());
-    }
-    EXPECT_EQ(named->keyReferences[1].keyName, L"key-1");
+    // Text that is no certificate fails with the certificate's error, and
+    // fails the whole device.
+    reply["certificates"].append(listed("bm90IGEgY2VydGlmaWNhdGU=", "k"));
+    EXPECT_THROW(Device::fromJson(reply), std::invalid_argument);
+    reply["certificates"][1] = Json::Value(Json::objectValue);
+    EXPECT_THROW(Device::fromJson(reply), std::invalid_argument);
 }
 
-TEST(DeviceJson, ABrokenCertificateFailsTheWholeDevice)
+TEST(KeyReferenceId, MadeOnceNeverReplacedAndReadLeniently)
 {
-    Json::Value reply = deviceReply("X", "Y", 1);
-    reply["certificates"][0]["base64"] = "AAAA";
-    EXPECT_THROW(Device::fromJson(reply), std::invalid_argument);
+    KeyReference reference = withName(kAdemir, L"k");
+    reference.ensureKeyId(12345u);
+    const KeyId made = reference.keyId;
+    EXPECT_TRUE(reference.hasKeyId());
+    reference.ensureKeyId(999u);
+    reference.ensureKeyId();
+    EXPECT_EQ(reference.keyId, made);
+
+    // A hand-edited text: upper case reads the same, and what is past the
+    // 40th digit is ignored.
+    KeyId all;
+    all.fill(0xFF);
+    EXPECT_EQ(KeyReference::parseKeyId(std::string(40, 'F') + "01"), all);
+}
+
+TEST(ListingRule, IdentifiersFollowKeyNamesAcrossAListing)
+{
+    // Before the listing: "a" twice (the first wins) and "b" without one.
+    KeyReference a1 = withName(kAdemir, L"a");
+    a1.ensureKeyId(1u);
+    KeyReference a2 = withName(kKabum, L"a");
+    a2.ensureKeyId(2u);
+    KeyReference b = withName(kKabum, L"b");
+    const auto map = keyIdMap({&a1, &a2, &b});
+    ASSERT_EQ(map.size(), 1u);
+    EXPECT_EQ(map.at(L"a"), a1.keyId);
+
+    // The new list: "a" comes back with another certificate, "b" had none.
+    KeyReference newA = withName(kKabum, L"a");
+    KeyReference newB = withName(kAdemir, L"b");
+    restoreKeyIds({&newA, &newB}, map);
+    EXPECT_EQ(newA.keyId, a1.keyId);
+    EXPECT_FALSE(newB.hasKeyId());
+
+    // A key that left and came back a listing later is not remembered.
+    KeyReference back = withName(kKabum, L"a");
+    restoreKeyIds({&back}, keyIdMap({&newB}));
+    EXPECT_FALSE(back.hasKeyId());
 }
 
 TEST(KeyGroupKinds, DeviceBehaviour)
 {
-    auto device = Device::fromJson(deviceReply("PHONE", "Moto", 0));
-    EXPECT_EQ(device->type(), KeyGroup::Smartphone);
-    EXPECT_EQ(device->authenticationMode(), L"kestrel");
-    device->setAuthenticationMode(L"push");
-    EXPECT_EQ(device->authenticationMode(), L"kestrel");
+    Device device;
+    device.setAuthenticationMode(L"push");
+    EXPECT_EQ(device.authenticationMode(), L"kestrel");
 
     // Without an aggregate, or with one whose installations are all for
     // other addresses, there is no code to give.
-    try {
-        device->installationCode();
-        FAIL() << "expected ActiveInstallationNotFound";
-    } catch (const ActiveInstallationNotFound& e) {
-        EXPECT_STREQ(e.what(), "Não foi encontrada a instalação para kestrel");
-    }
+    EXPECT_EQ(failureOf<ActiveInstallationNotFound>([&] { device.installationCode(); }),
+              "Não foi encontrada a instalação para kestrel");
     Orvane aggregate;
-    KestrelInstallation other;
-    other.targetUrl = orvane::test::kOtherKestrelUrl;
-    other.installationCode = L"OTHER";
-    aggregate.kestrelInstallations.push_back(other);
-    device->setOwner(&aggregate);
-    EXPECT_THROW(device->installationCode(), ActiveInstallationNotFound);
-
-    KestrelInstallation active;
-    active.targetUrl = orvane::test::kActiveKestrelUrl;
-    active.installationCode = L"ACTIVE-CODE";
-    aggregate.kestrelInstallations.push_back(active);
-    EXPECT_EQ(device->installationCode(), L"ACTIVE-CODE");
+    aggregate.kestrelInstallations.resize(2);
+    aggregate.kestrelInstallations[0].targetUrl = orvane::test::kOtherKestrelUrl;
+    device.setOwner(&aggregate);
+    EXPECT_THROW(device.installationCode(), ActiveInstallationNotFound);
+    aggregate.kestrelInstallations[1].targetUrl = orvane::test::kActiveKestrelUrl;
+    aggregate.kestrelInstallations[1].installationCode = L"ACTIVE-CODE";
+    EXPECT_EQ(device.installationCode(), L"ACTIVE-CODE");
 }
 
 TEST(KeyGroupKinds, WalletBehaviourThroughItsInstallation)
 {
-    Json::Value listing(Json::arrayValue);
-    Json::Value key(Json::objectValue);
-    key["base64"] = testCertificateBase64("ecnpj-a1-kabum-certisign-rfb-g5-2019");
-    key["keyName"] = "0a;CN=AC";
-    listing.append(key);
-
     auto installation = std::make_shared<HarrierInstallation>();
     installation->userName = L"Ana";
     installation->organizationName = L"Org";
     installation->desktopCode = L"DESK";
+    Json::Value listing(Json::arrayValue);
+    listing.append(listed(testCertificateBase64(kKabum), "0a;CN=AC"));
     installation->wallet = Wallet::fromJson(listing);
-    Orvane aggregate;
-    installation->setOwner(&aggregate);
+    installation->setOwner(nullptr);
 
     Wallet& wallet = *installation->wallet;
     EXPECT_EQ(wallet.name(), L"harrier de Ana (Org)");
-    installation->organizationName.clear();
-    EXPECT_EQ(wallet.name(), L"harrier de Ana ()");
-    EXPECT_EQ(wallet.type(), KeyGroup::Cloud);
     EXPECT_EQ(wallet.installationCode(), L"DESK");
-    EXPECT_EQ(wallet.authenticationMode(), L"");
     wallet.setAuthenticationMode(L"local");
     EXPECT_EQ(installation->authorizationMode, L"local");
     ASSERT_EQ(wallet.keyReferences.size(), 1u);
-    EXPECT_EQ(wallet.keyReferences[0].owner, &aggregate);
-    EXPECT_EQ(wallet.keyReferences[0].group, &wallet);
     EXPECT_EQ(wallet.keyReferences[0].strategy, &HarrierSignatureStrategy::instance());
-
     EXPECT_TRUE(Wallet::fromJson(Json::Value("not a list"))->keyReferences.empty());
-}
-
-TEST(HarrierInstallationEquality, AddressUserAndOrganisationOnly)
-{
-    HarrierInstallation a;
-    a.targetUrl = L"h";
-    a.userId = L"u";
-    a.organizationId = L"o";
-    HarrierInstallation b = a;
-    b.userName = L"other";
-    b.authorizationMode = L"push";
-    EXPECT_TRUE(a == b);
-    b.organizationId = L"o2";
-    EXPECT_FALSE(a == b);
-    b = a;
-    b.userId = L"u2";
-    EXPECT_FALSE(a == b);
-    b = a;
-    b.targetUrl = L"h2";
-    EXPECT_FALSE(a == b);
 }
 
 TEST(SignatureStrategies, RefuseWithoutCredentialsAndNeverPretendToSign)
 {
     KestrelSignatureStrategy& kestrel = KestrelSignatureStrategy::instance();
     HarrierSignatureStrategy& harrier = HarrierSignatureStrategy::instance();
-    EXPECT_EQ(kestrel.strategyKind(), 0);
-    EXPECT_EQ(harrier.strategyKind(), 2);
-
-    try {
-        kestrel.openSession(L"k", nullptr);
-        FAIL();
-    } catch (const BaseException& e) {
-        EXPECT_STREQ(e.what(), "\"KestrelSignatureStrategy::openSession\" not implemented");
-    }
+    EXPECT_EQ(failureOf<BaseException>([&] { kestrel.openSession(L"k", nullptr); }),
+              "\"KestrelSignatureStrategy::openSession\" not implemented");
 
     unsigned char hash[32] = {};
     unsigned char signature[256] = {};

@@ -1,11 +1,12 @@
+// The proxy settings file: what absent or odd values read as, and the
+// layout of a new file. The line rules of the file itself belong to
+// Properties.
+
 #include "config/ProxySettings.h"
 
-#include "config/ApplicationPaths.h"
 #include "tests/mock/TempDir.h"
 
 #include <gtest/gtest.h>
-
-#include <sys/stat.h>
 
 using orvane::model::loadProxySettings;
 using orvane::model::ProxySettings;
@@ -14,38 +15,27 @@ using orvane::test::readFile;
 using orvane::test::TempDir;
 using orvane::test::writeFile;
 
-TEST(ProxySettingsFile, DefaultsWithoutAFileAndForEmptyValues)
+TEST(ProxySettingsFile, DefaultsFlagWordsAndTheKeysHistoricalSpelling)
 {
     TempDir dir;
-    const ProxySettings none = loadProxySettings(dir.file("missing.properties"));
-    EXPECT_TRUE(none.enable);
-    EXPECT_EQ(none.mode, L"2");
-    EXPECT_FALSE(none.initialAuthenticate);
-    EXPECT_TRUE(none.addressHttp.empty() && none.addressHttps.empty() && none.bypass.empty());
-    EXPECT_TRUE(none.userName.empty() && none.password.empty());
-
-    writeFile(dir.file("p"), "proxy.enable =\nproxy.initialAutenticate =\nproxy.mode =   \n");
-    const ProxySettings empty = loadProxySettings(dir.file("p"));
-    EXPECT_TRUE(empty.enable);
-    EXPECT_FALSE(empty.initialAuthenticate);
-    EXPECT_EQ(empty.mode, L"2");
-}
-
-TEST(ProxySettingsFile, FlagWordsAndCase)
-{
-    TempDir dir;
-    struct Case { const char* value; bool enable; };
-    for (const Case& c : {Case{"false", false}, Case{"False", false}, Case{"yes", false},
-                          Case{"TRUE", true}, Case{"tRuE", true}}) {
-        writeFile(dir.file("p"), std::string("proxy.enable = ") + c.value + "\nproxy.initialAutenticate = "
-                                     + c.value + "\n");
-        const ProxySettings s = loadProxySettings(dir.file("p"));
-        EXPECT_EQ(s.enable, c.enable) << c.value;
-        EXPECT_EQ(s.initialAuthenticate, c.enable) << c.value;
+    struct Case {
+        const char* text;   // empty: no file at all
+        bool enable;
+        bool initialAuthenticate;
+        const wchar_t* mode;
+    };
+    for (const Case& c : {Case{"", true, false, L"2"},
+                          Case{"proxy.enable =\nproxy.initialAutenticate =\nproxy.mode =   \n", true, false, L"2"},
+                          Case{"proxy.enable = False\nproxy.initialAutenticate = tRuE\nproxy.mode = 1\n", false, true,
+                               L"1"},
+                          // Only "true" is true; the key's correct spelling is a foreign key.
+                          Case{"proxy.enable = yes\nproxy.initialAuthenticate = TRUE\n", false, false, L"2"}}) {
+        writeFile(dir.file("p"), c.text);
+        const ProxySettings s = loadProxySettings(dir.file(*c.text ? "p" : "missing"));
+        EXPECT_EQ(s.enable, c.enable) << c.text;
+        EXPECT_EQ(s.initialAuthenticate, c.initialAuthenticate) << c.text;
+        EXPECT_EQ(s.mode, c.mode) << c.text;
     }
-    // The key keeps its historical spelling: the correct spelling is foreign.
-    writeFile(dir.file("p"), "proxy.initialAuthenticate = TRUE\n");
-    EXPECT_FALSE(loadProxySettings(dir.file("p")).initialAuthenticate);
 }
 
 TEST(ProxySettingsFile, NewFileHasEightSortedLinesAndRoundTrips)
@@ -75,35 +65,5 @@ TEST(ProxySettingsFile, NewFileHasEightSortedLinesAndRoundTrips)
     ProxySettings expected = s;
     expected.addressHttp = L"proxy.local:3128";
     expected.password = L"segredo";
-    const ProxySettings back = loadProxySettings(dir.file("proxy.properties"));
-    EXPECT_EQ(back, expected);
-    // A second save of what was read changes nothing.
-    const std::string first = readFile(dir.file("proxy.properties"));
-    saveProxySettings(back, dir.file("proxy.properties"));
-    EXPECT_EQ(readFile(dir.file("proxy.properties")), first);
-}
-
-TEST(ProxySettingsFile, KeepsCommentsAndForeignKeysAndCutsPasswordsAtEquals)
-{
-    TempDir dir;
-    writeFile(dir.file("p"), "# escrito pelo instalador\nproxy.mode = 1\nother.key = kept\n");
-    ProxySettings s;
-    s.mode = L"2";
-    s.password = L"a=b";
-    saveProxySettings(s, dir.file("p"));
-    const std::string text = readFile(dir.file("p"));
-    EXPECT_EQ(text.rfind("# escrito pelo instalador\nproxy.mode = 2\nother.key = kept\n", 0), 0u) << text;
-    EXPECT_NE(text.find("proxy.password = a=b\n"), std::string::npos);
-    EXPECT_EQ(loadProxySettings(dir.file("p")).password, L"a");
-}
-
-TEST(ProxySettingsFile, DefaultPathIsTheUsersOwnerOnlyFile)
-{
-    ProxySettings s;
-    s.addressHttp = L"h:1";
-    saveProxySettings(s);
-    struct stat info {};
-    ASSERT_EQ(stat(orvane::model::proxyFilePath().c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0600u);
-    EXPECT_EQ(loadProxySettings().addressHttp, L"h:1");
+    EXPECT_EQ(loadProxySettings(dir.file("proxy.properties")), expected);
 }
