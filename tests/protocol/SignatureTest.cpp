@@ -12,74 +12,38 @@
 #include "model/kestrel/KestrelSignatureStrategy.h"
 #include "model/harrier/PasswordAndOtpAuthentication.h"
 #include "model/harrier/SessionTokenAuthentication.h"
-#include "config/TextCodec.h"
 #include "signer/Encoding.h"
-#include "tests/mock/ChildProcess.h"
-#include "tests/mock/TempDir.h"
-
-#include <fstream>
+#include "tests/mock/FailureText.h"
+#include "tests/mock/OpenSslTool.h"
 
 using namespace orvane::model;
+using orvane::test::asText;
 using orvane::test::drop;
+using orvane::test::failureOf;
 using orvane::test::FakeClock;
 using orvane::test::fault;
+using orvane::test::opensslVerifies;
 using orvane::test::ProtocolTest;
 using orvane::test::sandbox;
 using valmora::signer::Bytes;
 
 namespace {
 
-const UserCredentials kAna{L"ana.lima@exemplo.com.br", L"cartorio-central", L"Sandbox#2024"};
-
 Bytes sha256(const std::string& text)
 {
     return valmora::signer::digest(Bytes(text.begin(), text.end()), "SHA256");
 }
 
-void writeBytes(const std::string& path, const Bytes& bytes)
-{
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                                static_cast<std::streamsize>(bytes.size()));
-}
-
-// Whether openssl finds `signature` to be the PKCS#1 v1.5 signature of the
-// SHA-256 `digest` by the key of `certificate`.
-bool opensslVerifies(const valmora::signer::Certificate& certificate, const Bytes& digest, const Bytes& signature)
-{
-    orvane::test::TempDir dir;
-    orvane::test::writeFile(dir.file("cert.pem"), certificate.toPem());
-    writeBytes(dir.file("digest.bin"), digest);
-    writeBytes(dir.file("signature.bin"), signature);
-    const orvane::test::ProcessResult result = orvane::test::runProcess(
-        {"/usr/bin/openssl", "pkeyutl", "-verify", "-certin", "-inkey", dir.file("cert.pem"), "-in",
-         dir.file("digest.bin"), "-sigfile", dir.file("signature.bin"), "-pkeyopt", "digest:sha256"});
-    return result.exitCode == 0 && result.out.find("Signature Verified Successfully") != std::string::npos;
-}
-
-// Runs `action`, which must throw a BaseException by pointer, and gives its
-// text; the thrown object is owned and freed here.
+// The phone's time-out is thrown by pointer; its text, the object freed.
 template <typename Action>
-std::string thrownByPointer(Action action)
+std::string timeOutOf(Action action)
 {
     try {
         action();
     } catch (BaseException* thrown) {
-        const std::unique_ptr<BaseException> owned(thrown);
-        return owned->what();
+        return std::unique_ptr<BaseException>(thrown)->what();
     }
     return "(nothing thrown by pointer)";
-}
-
-// The text of the BaseException `action` throws by value.
-template <typename Action>
-std::string thrownText(Action action)
-{
-    try {
-        action();
-    } catch (const BaseException& error) {
-        return error.what();
-    }
-    return "(nothing thrown)";
 }
 
 class KestrelSigning : public ProtocolTest {
@@ -97,6 +61,7 @@ protected:
         signature.assign(key->certificate->publicKey().modulus.size(), 0);
     }
 
+    // The phone approves (or refuses) during the clock's `sleep`-th wait.
     void answerAt(FakeClock& clock, std::size_t sleep, bool approve)
     {
         clock.onSleep = [this, sleep, approve](std::size_t sleeps) {
@@ -107,10 +72,11 @@ protected:
         };
     }
 
-    void sign(KestrelSignatureStrategy& strategy, const Bytes& digest, UserAuthentication* auth)
+    void sign(FakeClock& clock, const std::string& text)
     {
-        strategy.sign(key->keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(),
-                      signature.size(), auth);
+        const Bytes digest = sha256(text);
+        KestrelSignatureStrategy(clock).sign(key->keyName, L"", L"SHA256", digest.data(), digest.size(),
+                                             signature.data(), signature.size(), &authentication);
     }
 
     std::unique_ptr<Orvane> identity;
@@ -126,7 +92,8 @@ protected:
     {
         ProtocolTest::SetUp();
         identity = enrol();
-        ASSERT_TRUE(identity->addHarrierAccount(kAna).succeeded());
+        ASSERT_TRUE(identity->addHarrierAccount({L"ana.lima@exemplo.com.br", L"cartorio-central", L"Sandbox#2024"})
+                        .succeeded());
         account = identity->harrierInstallations().at(0);
         ASSERT_EQ(listWallet(*account).changed, CertificateListResult::NewList);
         key = &account->wallet->keyReferences.at(0);
@@ -134,113 +101,87 @@ protected:
         opening.pin = L"1234";
         opening.otp = L"246810";
         opening.applicationName = L"Orvane testes";
+        session = SessionTokenAuthentication(account->desktopCode, identity->privateKeyReference);
         signature.assign(key->certificate->publicKey().modulus.size(), 0);
+    }
+
+    void sign(const std::string& text, const std::wstring& keyName, std::size_t room)
+    {
+        const Bytes digest = sha256(text);
+        key->strategy->sign(keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(), room, &session);
     }
 
     std::unique_ptr<Orvane> identity;
     HarrierInstallation* account = nullptr;
     KeyReference* key = nullptr;
     PasswordAndOtpAuthentication opening;
+    SessionTokenAuthentication session;
     Bytes signature;
 };
 
 } // namespace
 
-TEST_F(KestrelSigning, PhoneApprovesAndSignatureVerifies)
+// The waits shrink from six seconds to one; an answer counts only within the
+// minute, checked before the answer is taken; a refusal leaves the buffer as
+// it was.
+TEST_F(KestrelSigning, PhoneApprovesWithinTheMinuteOrRefusesAndFailuresAreReported)
 {
-    ASSERT_EQ(key->strategy, &KestrelSignatureStrategy::instance());
-    ASSERT_EQ(key->strategy->strategyKind(), SignatureStrategy::Kestrel);
     FakeClock clock;
     answerAt(clock, 2, true);
-    KestrelSignatureStrategy strategy(clock);
-    const Bytes digest = sha256("contrato de locação, versão final");
-    sign(strategy, digest, &authentication);
+    sign(clock, "contrato de locação, versão final");
     EXPECT_EQ(clock.sleeps(), (std::vector<int>{6, 5}));
-    EXPECT_TRUE(opensslVerifies(*key->certificate, digest, signature));
-    EXPECT_FALSE(opensslVerifies(*key->certificate, sha256("outro texto"), signature));
+    EXPECT_TRUE(opensslVerifies(key->certificate->toPem(), "contrato de locação, versão final", asText(signature)));
+    EXPECT_FALSE(opensslVerifies(key->certificate->toPem(), "outro texto", asText(signature)));
 
-    // The request the phone saw carried the key's name and the digest.
-    const auto used = sandbox().requests("used", "S", phone);
-    const auto approved = sandbox().requests("approved", "S", phone);
-    const auto& seen = used.empty() ? approved : used;
-    ASSERT_FALSE(seen.empty());
-    EXPECT_EQ(seen.back()["keyName"].asString(), toUtf8(key->keyName));
-}
-
-TEST_F(KestrelSigning, PhoneThatNeverAnswersTimesOutAndLateApprovalToo)
-{
     FakeClock silent;
-    KestrelSignatureStrategy strategy(silent);
-    const Bytes digest = sha256("sem resposta");
-    EXPECT_EQ(thrownByPointer([&] { sign(strategy, digest, &authentication); }), "Tempo esgotado");
+    EXPECT_EQ(timeOutOf([&] { sign(silent, "sem resposta"); }), "Tempo esgotado");
     std::vector<int> expected{6, 5, 4, 3, 2};
-    while (expected.size() < 5 + 41)
-        expected.push_back(1);
+    expected.resize(5 + 41, 1);
     EXPECT_EQ(silent.sleeps(), expected);
 
-    // Approved during the last wait: the limit is checked first.
     FakeClock late;
     answerAt(late, 46, true);
-    KestrelSignatureStrategy lateStrategy(late);
-    std::fill(signature.begin(), signature.end(), 0);
-    EXPECT_EQ(thrownByPointer([&] { sign(lateStrategy, digest, &authentication); }), "Tempo esgotado");
+    EXPECT_EQ(timeOutOf([&] { sign(late, "sem resposta"); }), "Tempo esgotado");
     EXPECT_EQ(late.sleeps().size(), 46u);
-}
 
-TEST_F(KestrelSigning, RefusalLeavesBufferAndFailuresAreReported)
-{
-    FakeClock clock;
-    answerAt(clock, 1, false);
-    KestrelSignatureStrategy strategy(clock);
+    FakeClock refusing;
+    answerAt(refusing, 1, false);
     std::fill(signature.begin(), signature.end(), 0xAB);
-    sign(strategy, sha256("recusado"), &authentication);
-    EXPECT_EQ(clock.sleeps(), std::vector<int>{6});
-    EXPECT_TRUE(std::all_of(signature.begin(), signature.end(), [](unsigned char b) { return b == 0xAB; }));
+    sign(refusing, "recusado");
+    EXPECT_EQ(refusing.sleeps(), std::vector<int>{6});
+    EXPECT_EQ(signature, Bytes(signature.size(), 0xAB));
 
     FakeClock other;
-    KestrelSignatureStrategy failing(other);
-
-    sandbox().addFault(fault("/push/", 500));
-    EXPECT_EQ(thrownText([&] { sign(failing, sha256("x"), &authentication); }),
-              "Problema ao enviar hash para assinatura. Erro HTTP 500");
-    sandbox().addFault(drop("/push/"));
-    EXPECT_EQ(thrownText([&] { sign(failing, sha256("x"), &authentication); }),
-              "Problema ao enviar hash para assinatura. Erro HTTP 0");
-    // A push that went out, but whose answer cannot be fetched.
-    FakeClock polling;
-    KestrelSignatureStrategy pollingStrategy(polling);
-    sandbox().addFault(fault("/isDone/", 500));
-    EXPECT_EQ(thrownText([&] { sign(pollingStrategy, sha256("x"), &authentication); }),
-              "Problema ao buscar resultado para assinatura. Erro HTTP 500");
-    EXPECT_EQ(polling.sleeps(), std::vector<int>{6});
+    for (const auto& [planned, message] : std::vector<std::pair<Json::Value, std::string>>{
+             {fault("/push/", 500), "Problema ao enviar hash para assinatura. Erro HTTP 500"},
+             {drop("/push/"), "Problema ao enviar hash para assinatura. Erro HTTP 0"},
+             // A push that went out, but whose answer cannot be fetched.
+             {fault("/isDone/", 500), "Problema ao buscar resultado para assinatura. Erro HTTP 500"}}) {
+        sandbox().addFault(planned);
+        EXPECT_EQ(failureOf<BaseException>([&] { sign(other, "x"); }), message);
+    }
+    EXPECT_EQ(other.sleeps(), std::vector<int>{6});
 
     key->keyName = L"chave-que-nao-existe";
-    EXPECT_EQ(thrownText([&] { sign(failing, sha256("x"), &authentication); }),
-              "Erro ao enviar push");
-    EXPECT_TRUE(other.sleeps().empty());
+    EXPECT_EQ(failureOf<BaseException>([&] { sign(other, "x"); }), "Erro ao enviar push");
+    EXPECT_EQ(other.sleeps().size(), 1u);
 }
 
-TEST_F(HarrierSigning, SessionOpenedThenDigestSignedAndVerified)
+TEST_F(HarrierSigning, SessionOpensAndSignsInItsRoomOnlyAndFailuresAreReported)
 {
-    ASSERT_EQ(key->strategy, &HarrierSignatureStrategy::instance());
-    ASSERT_EQ(key->strategy->strategyKind(), SignatureStrategy::Harrier);
-    const SessionOpening session = key->strategy->openSession(key->keyName, &opening);
-    ASSERT_EQ(session.status, 0);
-    ASSERT_EQ(session.message, "");
-    ASSERT_FALSE(session.token.empty());
+    const SessionOpening opened = key->strategy->openSession(key->keyName, &opening);
+    ASSERT_EQ(opened.status, 0);
+    ASSERT_EQ(opened.message, "");
+    ASSERT_FALSE(opened.token.empty());
 
-    SessionTokenAuthentication signing(account->desktopCode, identity->privateKeyReference);
-    signing.sessionToken = session.token;
+    session.sessionToken = opened.token;
     for (const char* text : {"primeiro documento", "segundo documento"}) {
-        const Bytes digest = sha256(text);
-        key->strategy->sign(key->keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(),
-                            signature.size(), &signing);
-        EXPECT_TRUE(opensslVerifies(*key->certificate, digest, signature)) << text;
+        sign(text, key->keyName, signature.size());
+        EXPECT_TRUE(opensslVerifies(key->certificate->toPem(), text, asText(signature))) << text;
     }
-}
+    // A signature longer than its buffer ends the process.
+    EXPECT_DEATH(sign("buffer pequeno", key->keyName, 16), "signature longer than its buffer");
 
-TEST_F(HarrierSigning, WrongPinAuthenticationKindAndServiceFailures)
-{
     HarrierSignatureStrategy& strategy = HarrierSignatureStrategy::instance();
     opening.pin = L"0000";
     const SessionOpening refused = strategy.openSession(key->keyName, &opening);
@@ -253,35 +194,17 @@ TEST_F(HarrierSigning, WrongPinAuthenticationKindAndServiceFailures)
     sandbox().addFault(fault("/tokensessao", 500));
     const SessionOpening failed = strategy.openSession(key->keyName, &opening);
     EXPECT_EQ(failed.status, 0);
-    EXPECT_EQ(failed.message.rfind("Abertura de sessão não realizada. Erro HTTP(500): \"", 0), 0u)
-        << failed.message;
-
-    SessionTokenAuthentication session(account->desktopCode, identity->privateKeyReference);
-    const Bytes digest = sha256("x");
-    const auto signWith = [&](UserAuthentication* authentication, const std::wstring& keyName) {
-        strategy.sign(keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(), signature.size(),
-                      authentication);
-    };
+    EXPECT_EQ(failed.message.rfind("Abertura de sessão não realizada. Erro HTTP(500): \"", 0), 0u) << failed.message;
 
     // An unknown session is the service's refusal, by value.
     session.sessionToken = L"sessao-inventada";
-    EXPECT_THROW(signWith(&session, key->keyName), BaseException);
-    sandbox().addFault(fault("/requestHashSessionSignature", 403));
-    EXPECT_EQ(thrownText([&] { signWith(&session, key->keyName); }),
-              "Assinatura não realizada. Erro HTTP(403): \"Falha simulada pelo sandbox (HTTP 403)\"");
-    sandbox().addFault(drop("/requestHashSessionSignature"));
-    EXPECT_EQ(thrownText([&] { signWith(&session, key->keyName); }), "Servidor está offline");
-    EXPECT_THROW(signWith(&session, L"semPontoEVirgula"), std::out_of_range);
-}
-
-TEST_F(HarrierSigning, SignatureLongerThanTheBufferEndsTheProcess)
-{
-    const SessionOpening session = key->strategy->openSession(key->keyName, &opening);
-    ASSERT_FALSE(session.token.empty()) << session.message;
-    SessionTokenAuthentication signing(account->desktopCode, identity->privateKeyReference);
-    signing.sessionToken = session.token;
-    const Bytes digest = sha256("buffer pequeno");
-    EXPECT_DEATH(key->strategy->sign(key->keyName, L"", L"SHA256", digest.data(), digest.size(), signature.data(),
-                                     16, &signing),
-                 "signature longer than its buffer");
+    EXPECT_THROW(sign("x", key->keyName, signature.size()), BaseException);
+    for (const auto& [planned, message] : std::vector<std::pair<Json::Value, std::string>>{
+             {fault("/requestHashSessionSignature", 403),
+              "Assinatura não realizada. Erro HTTP(403): \"Falha simulada pelo sandbox (HTTP 403)\""},
+             {drop("/requestHashSessionSignature"), "Servidor está offline"}}) {
+        sandbox().addFault(planned);
+        EXPECT_EQ(failureOf<BaseException>([&] { sign("x", key->keyName, signature.size()); }), message);
+    }
+    EXPECT_THROW(sign("x", L"semPontoEVirgula", signature.size()), std::out_of_range);
 }

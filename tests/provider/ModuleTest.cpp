@@ -4,11 +4,9 @@
 
 #include "tests/provider/ProviderFixture.h"
 
-#include "signer/OpenSslPtr.h"
+#include "tests/mock/OpenSslTool.h"
 
 #include <dlfcn.h>
-#include <openssl/evp.h>
-#include <openssl/x509.h>
 #include <p11-kit/pkcs11.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -49,11 +47,7 @@ protected:
         arguments.flags = CKF_OS_LOCKING_OK;
         ASSERT_EQ(module->C_Initialize(&arguments), CKR_OK);
     }
-    void TearDown() override
-    {
-        module->C_Finalize(nullptr);
-        ProviderTest::TearDown();
-    }
+    void TearDown() override { module->C_Finalize(nullptr); }
 
     std::vector<CK_SLOT_ID> slots()
     {
@@ -81,18 +75,7 @@ protected:
         found.resize(count);
         return found;
     }
-    valmora::signer::Bytes value(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object, CK_ATTRIBUTE_TYPE type)
-    {
-        CK_ATTRIBUTE attribute{type, nullptr, 0};
-        EXPECT_EQ(module->C_GetAttributeValue(session, object, &attribute, 1), CKR_OK);
-        valmora::signer::Bytes bytes(attribute.ulValueLen);
-        attribute.pValue = bytes.data();
-        EXPECT_EQ(module->C_GetAttributeValue(session, object, &attribute, 1), CKR_OK);
-        return bytes;
-    }
-
-    // C_SignInit and one C_Sign with the room asked for; the result's value
-    // and the signature.
+    // C_SignInit and one C_Sign; the return value and the signature.
     CK_RV sign(CK_SESSION_HANDLE session, CK_MECHANISM_TYPE type, CK_OBJECT_HANDLE key, std::string data,
                std::vector<unsigned char>* signature = nullptr)
     {
@@ -102,7 +85,8 @@ protected:
             return init;
         std::vector<unsigned char> room(512);
         CK_ULONG length = room.size();
-        const CK_RV rv = module->C_Sign(session, reinterpret_cast<CK_BYTE*>(data.data()), data.size(), room.data(), &length);
+        const CK_RV rv =
+            module->C_Sign(session, reinterpret_cast<CK_BYTE*>(data.data()), data.size(), room.data(), &length);
         room.resize(length);
         if (signature)
             *signature = room;
@@ -116,16 +100,17 @@ TEST_F(ModuleTest, TwoThreadsSignAtOnceWithEachMechanismShapeAndFailuresGiveThei
 {
     approvePhones();
     const std::string text = "Procuração para representação junto à Receita Federal";
-    // The DigestInfo of SHA-256 for CKM_RSA_PKCS, made by OpenSSL.
-    unsigned char hash[32];
-    EVP_Digest(text.data(), text.size(), hash, nullptr, EVP_sha256(), nullptr);
+    // The DigestInfo of SHA-256 for CKM_RSA_PKCS, its hash made by openssl.
     const std::string digestInfo =
         std::string("\x30\x31\x30\x0d\x06\x09\x60\x86\x48\x01\x65\x03\x04\x02\x01\x05\x00\x04\x20", 19)
-        + std::string(reinterpret_cast<const char*>(hash), sizeof hash);
+        + openssl({"dgst", "-sha256", "-binary"}, text);
     CK_OBJECT_CLASS privateKey = CKO_PRIVATE_KEY, certificateClass = CKO_CERTIFICATE;
     const CK_SESSION_HANDLE probe = openOnPhone();
     const CK_OBJECT_HANDLE key = find(probe, &privateKey).at(0);
-    const valmora::signer::Bytes der = value(probe, find(probe, &certificateClass).at(0), CKA_VALUE);
+    std::vector<unsigned char> der(4096);
+    CK_ATTRIBUTE value{CKA_VALUE, der.data(), der.size()};
+    ASSERT_EQ(module->C_GetAttributeValue(probe, find(probe, &certificateClass).at(0), &value, 1), CKR_OK);
+    der.resize(value.ulValueLen);
 
     // One signs in parts with the hash mechanism, the other the prepared
     // DigestInfo with the raw one.
@@ -141,21 +126,15 @@ TEST_F(ModuleTest, TwoThreadsSignAtOnceWithEachMechanismShapeAndFailuresGiveThei
             rvs[0] = module->C_SignFinal(session, signatures[0].data(), &length);
         signatures[0].resize(length);
     });
-    std::thread raw([&, session = openOnPhone()] { rvs[1] = sign(session, CKM_RSA_PKCS, key, digestInfo, &signatures[1]); });
+    std::thread raw(
+        [&, session = openOnPhone()] { rvs[1] = sign(session, CKM_RSA_PKCS, key, digestInfo, &signatures[1]); });
     inParts.join();
     raw.join();
 
-    const unsigned char* cursor = der.data();
-    const valmora::signer::X509Ptr certificate(d2i_X509(nullptr, &cursor, static_cast<long>(der.size())));
-    ASSERT_NE(certificate, nullptr);
+    const std::string pem = openssl({"x509", "-inform", "DER"}, asText(der));
     for (int i : {0, 1}) {
-        ASSERT_EQ(rvs[i], CKR_OK) << i;
-        const valmora::signer::EvpMdCtxPtr context(EVP_MD_CTX_new());
-        EVP_DigestVerifyInit(context.get(), nullptr, EVP_sha256(), nullptr, X509_get0_pubkey(certificate.get()));
-        EXPECT_EQ(EVP_DigestVerify(context.get(), signatures[i].data(), signatures[i].size(),
-                                   reinterpret_cast<const unsigned char*>(text.data()), text.size()),
-                  1)
-            << i;
+        EXPECT_EQ(rvs[i], CKR_OK) << i;
+        EXPECT_TRUE(opensslVerifies(pem, text, asText(signatures[i]))) << i;
     }
 
     // TLS 1.0's MD5 and SHA-1 side by side are no DigestInfo; PSS is not
@@ -165,7 +144,7 @@ TEST_F(ModuleTest, TwoThreadsSignAtOnceWithEachMechanismShapeAndFailuresGiveThei
     Json::Value offline(Json::objectValue);
     offline["path"] = "/push/";
     offline["drop"] = true;
-    SandboxEnvironment::sandbox().addFault(offline);
+    sandbox().addFault(offline);
     EXPECT_EQ(sign(probe, CKM_SHA256_RSA_PKCS, key, text), CKR_DEVICE_ERROR);
 
     // The cloud's keys show only after C_Login.
@@ -204,9 +183,9 @@ TEST_F(ModuleTest, WhatIsPublishedOrPairedWhileLoadedShowsAtTheNextLookAndSlotsK
     const std::size_t objects = find(session).size();
     ASSERT_EQ(objects % 3, 0u);
     Json::Value key(Json::objectValue);
-    key["deviceCode"] = SandboxEnvironment::sandbox().deviceCodesOf("ana").at(0);
-    SandboxEnvironment::sandbox().post("/certificates", key);
-    ASSERT_TRUE(identity().refreshCertificates().succeeded());
+    key["deviceCode"] = sandbox().deviceCodesOf("ana").at(0);
+    sandbox().post("/certificates", key);
+    ASSERT_TRUE(identity->refreshCertificates().succeeded());
     EXPECT_EQ(find(session).size(), objects + 3);
 
     auto labels = [&] {
@@ -219,8 +198,8 @@ TEST_F(ModuleTest, WhatIsPublishedOrPairedWhileLoadedShowsAtTheNextLookAndSlotsK
         return byId;
     };
     const std::map<CK_SLOT_ID, std::string> before = labels();
-    pairPhone(identity(), SandboxEnvironment::sandbox().deviceCodesOf("ana").at(1));
-    ASSERT_TRUE(identity().refreshCertificates().succeeded());
+    pairPhone(*identity, sandbox().deviceCodesOf("ana").at(1));
+    ASSERT_TRUE(identity->refreshCertificates().succeeded());
     const std::map<CK_SLOT_ID, std::string> after = labels();
     ASSERT_EQ(after.size(), before.size() + 1);
     for (const auto& [slot, label] : before)
@@ -230,10 +209,10 @@ TEST_F(ModuleTest, WhatIsPublishedOrPairedWhileLoadedShowsAtTheNextLookAndSlotsK
 TEST_F(ModuleTest, ACloudLoginOpensTheKeysOfItsPinOnly)
 {
     const std::vector<CK_SLOT_ID> before = slots();
-    ASSERT_TRUE(identity()
-                    .addHarrierAccount({L"financeiro@horizonteazul.com.br", L"horizonte-azul", L"Horizonte#2024"})
-                    .succeeded());
-    ASSERT_TRUE(identity().refreshCertificates().succeeded());
+    ASSERT_TRUE(
+        identity->addHarrierAccount({L"financeiro@horizonteazul.com.br", L"horizonte-azul", L"Horizonte#2024"})
+            .succeeded());
+    ASSERT_TRUE(identity->refreshCertificates().succeeded());
     CK_SLOT_ID added = 0;
     for (CK_SLOT_ID slot : slots())
         if (std::find(before.begin(), before.end(), slot) == before.end())
@@ -241,10 +220,7 @@ TEST_F(ModuleTest, ACloudLoginOpensTheKeysOfItsPinOnly)
     CK_SESSION_HANDLE session = 0;
     ASSERT_EQ(module->C_OpenSession(added, CKF_SERIAL_SESSION, nullptr, nullptr, &session), CKR_OK);
 
-    std::string pin = "0000:135790";
-    EXPECT_EQ(module->C_Login(session, CKU_USER, reinterpret_cast<CK_UTF8CHAR*>(pin.data()), pin.size()),
-              CKR_PIN_INCORRECT);
-    pin = "4321:135790";  // the PIN of one of the wallet's two keys, and the account's code
+    std::string pin = "4321:135790";  // the PIN of one of the wallet's two keys, and the account's code
     ASSERT_EQ(module->C_Login(session, CKU_USER, reinterpret_cast<CK_UTF8CHAR*>(pin.data()), pin.size()), CKR_OK);
 
     CK_OBJECT_CLASS privateKey = CKO_PRIVATE_KEY;

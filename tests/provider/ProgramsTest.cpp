@@ -5,14 +5,17 @@
 
 #include "tests/provider/ProviderFixture.h"
 
+#include "tests/mock/OpenSslTool.h"
 #include "tests/mock/TempDir.h"
 
 #include <unistd.h>
 
-#include <cstdio>
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <thread>
 
 namespace orvane::test {
 namespace {
@@ -23,25 +26,21 @@ class ProgramsTest : public ProviderTest {};
 
 std::vector<std::string> pkcs11Tool(const ModuleKey& key, std::vector<std::string> more)
 {
-    std::vector<std::string> argv = {"pkcs11-tool", "--module", ProviderTest::modulePath(), "--slot-index",
-                                     key.slotIndex};
+    std::vector<std::string> argv = {"/usr/bin/pkcs11-tool", "--module", ProviderTest::modulePath(),
+                                     "--slot-index", key.slotIndex};
     if (!key.pin.empty())
         argv.insert(argv.end(), {"--login", "--pin", key.pin});
     argv.insert(argv.end(), more.begin(), more.end());
     return argv;
 }
 
-// The public key of a certificate that pkcs11-tool read from the token.
-std::string publicKeyFile(const ModuleKey& key, const std::string& name)
+// The certificate of `key` in PEM, as pkcs11-tool reads it from the token.
+std::string certificateOf(const ModuleKey& key)
 {
     const ProcessResult read = ProviderTest::run(pkcs11Tool(
-        key, {"--read-object", "--type", "cert", "--id", key.id, "--output-file", ProviderTest::file(name + ".der")}));
+        key, {"--read-object", "--type", "cert", "--id", key.id, "--output-file", ProviderTest::file("cert.der")}));
     EXPECT_EQ(read.exitCode, 0) << read.err;
-    const ProcessResult pem = ProviderTest::run(
-        {"openssl", "x509", "-inform", "DER", "-in", ProviderTest::file(name + ".der"), "-pubkey", "-noout"});
-    EXPECT_EQ(pem.exitCode, 0) << pem.err;
-    writeFile(ProviderTest::file(name + ".pub"), pem.out);
-    return ProviderTest::file(name + ".pub");
+    return openssl({"x509", "-inform", "DER", "-in", ProviderTest::file("cert.der")});
 }
 
 // p11-kit reads a user's registrations only in programs that do not run as
@@ -61,14 +60,14 @@ std::vector<std::string> asUser(std::vector<std::string> argv)
 
 TEST_F(ProgramsTest, PkcsToolListsATokenPerGroupAndTheObjectsOfEach)
 {
-    const ProcessResult slots = run({"pkcs11-tool", "--module", modulePath(), "--list-token-slots"});
+    const ProcessResult slots = run({"/usr/bin/pkcs11-tool", "--module", modulePath(), "--list-token-slots"});
     ASSERT_EQ(slots.exitCode, 0) << slots.err;
     EXPECT_NE(slots.out.find("kestrel no "), std::string::npos) << slots.out;
     EXPECT_NE(slots.out.find("harrier de "), std::string::npos) << slots.out;
     EXPECT_NE(slots.out.find("PIN pad present"), std::string::npos) << slots.out;  // the phone's token
     EXPECT_NE(slots.out.find("login required"), std::string::npos) << slots.out;   // the cloud's token
 
-    for (const ModuleKey& key : {phoneKey(), cloudKey()}) {
+    for (const ModuleKey& key : {phoneKey, cloudKey}) {
         const ProcessResult objects = run(pkcs11Tool(key, {"--list-objects"}));
         ASSERT_EQ(objects.exitCode, 0) << objects.err;
         for (const char* expected : {"Certificate Object; type = X.509 cert", "Private Key Object; RSA",
@@ -80,45 +79,47 @@ TEST_F(ProgramsTest, PkcsToolListsATokenPerGroupAndTheObjectsOfEach)
 TEST_F(ProgramsTest, PkcsToolSignsWithAPhoneKeyAndACloudKeyAndOpensslVerifies)
 {
     approvePhones();
-    writeFile(file("document.txt"), "Contrato de locação, versão final\n");
-    for (const ModuleKey& key : {phoneKey(), cloudKey()}) {
-        const std::string signature = file("signature-" + key.slotIndex);
+    const std::string document = "Contrato de locação, versão final\n";
+    writeFile(file("document.txt"), document);
+    for (const ModuleKey& key : {phoneKey, cloudKey}) {
         const ProcessResult signing = run(pkcs11Tool(key, {"--sign", "--mechanism", "SHA256-RSA-PKCS", "--id", key.id,
                                                            "--input-file", file("document.txt"), "--output-file",
-                                                           signature}));
+                                                           file("signature")}));
         ASSERT_EQ(signing.exitCode, 0) << signing.err;
-        const ProcessResult verified = run({"openssl", "dgst", "-sha256", "-verify", publicKeyFile(key, key.slotIndex),
-                                            "-signature", signature, file("document.txt")});
-        EXPECT_EQ(verified.exitCode, 0) << verified.out << verified.err;
-        EXPECT_NE(verified.out.find("Verified OK"), std::string::npos) << verified.out;
+        EXPECT_TRUE(opensslVerifies(certificateOf(key), document, readFile(file("signature")))) << key.slotIndex;
     }
 }
 
+// pkcs11-tool prints the value in hexadecimal, and not every name.
 TEST_F(ProgramsTest, PkcsToolGetsTheDocumentedReturnValues)
 {
     writeFile(file("refused.txt"), "nobody signs this\n");
-    struct Case {
-        const char* what;
-        ModuleKey key;
-        bool refuseOnPhone;
-        const char* returnValue;
+    const auto signWith = [&](const ModuleKey& key) {
+        return run(pkcs11Tool(key, {"--sign", "--mechanism", "SHA256-RSA-PKCS", "--id", key.id, "--input-file",
+                                    file("refused.txt"), "--output-file", file("refused.sig")}));
     };
-    const Case cases[] = {
-        // pkcs11-tool prints the value in hexadecimal, and not every name:
-        // CKR_FUNCTION_REJECTED, CKR_PIN_INCORRECT twice, CKR_PIN_INVALID.
-        {"the phone refuses", phoneKey(), true, "(0x200)"},
-        {"a wrong PIN", {cloudKey().slotIndex, cloudKey().id, "9999:246810"}, false, "(0xa0)"},
-        {"a wrong one-time code", {cloudKey().slotIndex, cloudKey().id, "1234:111111"}, false, "(0xa0)"},
-        {"a PIN without its code", {cloudKey().slotIndex, cloudKey().id, "1234"}, false, "(0xa1)"},
-    };
-    for (const Case& c : cases) {
-        if (c.refuseOnPhone)
-            refusePhones();
-        const ProcessResult signing = run(pkcs11Tool(c.key, {"--sign", "--mechanism", "SHA256-RSA-PKCS", "--id",
-                                                             c.key.id, "--input-file", file("refused.txt"),
-                                                             "--output-file", file("refused.sig")}));
-        EXPECT_NE(signing.exitCode, 0) << c.what;
-        EXPECT_NE(signing.err.find(c.returnValue), std::string::npos) << c.what << ": " << signing.err;
+    // The phone refuses every request as soon as it is made:
+    // CKR_FUNCTION_REJECTED.
+    std::atomic<bool> refusing{true};
+    std::thread refuser([&] {
+        while (refusing) {
+            for (const Json::Value& request : sandbox().requests("pending", "S"))
+                sandbox().deny(request["id"].asString());
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+    });
+    const ProcessResult refused = signWith(phoneKey);
+    refusing = false;
+    refuser.join();
+    EXPECT_NE(refused.err.find("(0x200)"), std::string::npos) << refused.err;
+
+    // CKR_PIN_INCORRECT for a wrong PIN or one-time code, CKR_PIN_INVALID
+    // for a PIN without its code.
+    for (const auto& [pin, returnValue] : std::vector<std::pair<std::string, std::string>>{
+             {"9999:246810", "(0xa0)"}, {"1234:111111", "(0xa0)"}, {"1234", "(0xa1)"}}) {
+        const ProcessResult signing = signWith({cloudKey.slotIndex, cloudKey.id, pin});
+        EXPECT_NE(signing.exitCode, 0) << pin;
+        EXPECT_NE(signing.err.find(returnValue), std::string::npos) << pin << ": " << signing.err;
     }
 }
 
@@ -147,23 +148,14 @@ TEST_F(ProgramsTest, P11ToolListsTheCertificatesThroughTheP11KitRegistration)
     EXPECT_EQ(gone.out.find("manufacturer=Orvane"), std::string::npos);
 }
 
-// A one-page PDF with nothing on the page.
-std::string emptyPdf()
-{
-    const std::vector<std::string> objects = {"<< /Type /Catalog /Pages 2 0 R >>",
-                                              "<< /Type /Pages /Kids [3 0 R] /Count 1 >>",
-                                              "<< /Type /Page /Parent 2 0 R /MediaBox [0 0 595 842] >>"};
-    std::string pdf = "%PDF-1.7\n";
-    std::string xref = "xref\n0 4\n0000000000 65535 f \n";
-    for (std::size_t i = 0; i < objects.size(); ++i) {
-        char line[32];
-        std::snprintf(line, sizeof line, "%010zu 00000 n \n", pdf.size());
-        xref += line;
-        pdf += std::to_string(i + 1) + " 0 obj\n" + objects[i] + "\nendobj\n";
-    }
-    const std::size_t start = pdf.size();
-    return pdf + xref + "trailer\n<< /Size 4 /Root 1 0 R >>\nstartxref\n" + std::to_string(start) + "\n%%EOF\n";
-}
+// A one-page PDF with nothing on the page; its cross-reference table gives
+// each object's offset.
+const char* const kEmptyPdf = "%PDF-1.7\n"
+                              "1 0 obj\n<< /Type /Catalog /Pages 2 0 R >>\nendobj\n"
+                              "2 0 obj\n<< /Type /Pages /Kids [3 0 R] /Count 1 >>\nendobj\n"
+                              "3 0 obj\n<< /Type /Page /Parent 2 0 R /MediaBox [0 0 595 842] >>\nendobj\n"
+                              "xref\n0 4\n0000000000 65535 f \n0000000009 00000 n \n0000000058 00000 n \n"
+                              "0000000115 00000 n \ntrailer\n<< /Size 4 /Root 1 0 R >>\nstartxref\n186\n%%EOF\n";
 
 TEST_F(ProgramsTest, PdfsigSignsWithAPhoneKeyFromTheUsersNssDatabase)
 {
@@ -171,8 +163,8 @@ TEST_F(ProgramsTest, PdfsigSignsWithAPhoneKeyFromTheUsersNssDatabase)
     const std::string database = "sql:" + std::string(std::getenv("HOME")) + "/.pki/nssdb";
     // NSS logs in to every token that asks for it before it lists the
     // certificates, so the cloud account's PIN text goes as the password.
-    const std::string password = cloudKey().pin;
-    const ProcessResult nicks = run({"pdfsig", "-nssdir", database, "-nss-pwd", password, "-list-nicks"});
+    const std::string password = cloudKey.pin;
+    const ProcessResult nicks = run({"/usr/bin/pdfsig", "-nssdir", database, "-nss-pwd", password, "-list-nicks"});
     ASSERT_EQ(nicks.exitCode, 0) << nicks.out << nicks.err;
     // NSS names a token's certificate "token label:certificate label".
     const std::size_t at = nicks.out.find("kestrel no ");
@@ -180,13 +172,13 @@ TEST_F(ProgramsTest, PdfsigSignsWithAPhoneKeyFromTheUsersNssDatabase)
     const std::string nick = nicks.out.substr(at, nicks.out.find('\n', at) - at);
 
     approvePhones();
-    writeFile(file("contrato.pdf"), emptyPdf());
-    const ProcessResult signing = run({"pdfsig", "-nssdir", database, "-nss-pwd", password, "-add-signature", "-nick",
-                                       nick, "-reason", "Aprovado", file("contrato.pdf"),
+    writeFile(file("contrato.pdf"), kEmptyPdf);
+    const ProcessResult signing = run({"/usr/bin/pdfsig", "-nssdir", database, "-nss-pwd", password, "-add-signature",
+                                       "-nick", nick, "-reason", "Aprovado", file("contrato.pdf"),
                                        file("contrato-assinado.pdf")});
     ASSERT_EQ(signing.exitCode, 0) << signing.out << signing.err;
     const ProcessResult checked =
-        run({"pdfsig", "-nssdir", database, "-nss-pwd", password, file("contrato-assinado.pdf")});
+        run({"/usr/bin/pdfsig", "-nssdir", database, "-nss-pwd", password, file("contrato-assinado.pdf")});
     EXPECT_NE(checked.out.find("Signature Validation: Signature is Valid."), std::string::npos) << checked.out;
     EXPECT_NE(checked.out.find("Signer Certificate Common Name: ANA BEATRIZ SOUZA LIMA"), std::string::npos)
         << checked.out;
@@ -197,18 +189,17 @@ TEST_F(ProgramsTest, OpensslSignsThroughTheEngineWithAPkcs11Uri)
     writeFile(file("engine.cnf"), "openssl_conf = init\n[init]\nengines = engines\n[engines]\npkcs11 = pkcs11\n"
                                   "[pkcs11]\nengine_id = pkcs11\nMODULE_PATH = " + modulePath() + "\n");
     std::string uri = "pkcs11:model=Kestrel%20phone;type=private;id=";
-    for (std::size_t i = 0; i < phoneKey().id.size(); i += 2)
-        uri += "%" + phoneKey().id.substr(i, 2);
-    writeFile(file("recibo.txt"), "Recebi a quantia de R$ 1.500,00\n");
+    for (std::size_t i = 0; i < phoneKey.id.size(); i += 2)
+        uri += "%" + phoneKey.id.substr(i, 2);
+    const std::string receipt = "Recebi a quantia de R$ 1.500,00\n";
+    writeFile(file("recibo.txt"), receipt);
 
     approvePhones();
-    const ProcessResult signing = run({"openssl", "dgst", "-engine", "pkcs11", "-keyform", "engine", "-sign", uri,
-                                       "-sha256", "-out", file("recibo.sig"), file("recibo.txt")},
+    const ProcessResult signing = run({"/usr/bin/openssl", "dgst", "-engine", "pkcs11", "-keyform", "engine", "-sign",
+                                       uri, "-sha256", "-out", file("recibo.sig"), file("recibo.txt")},
                                       {{"OPENSSL_CONF", file("engine.cnf")}});
     ASSERT_EQ(signing.exitCode, 0) << signing.out << signing.err;
-    const ProcessResult verified = run({"openssl", "dgst", "-sha256", "-verify", publicKeyFile(phoneKey(), "recibo"),
-                                        "-signature", file("recibo.sig"), file("recibo.txt")});
-    EXPECT_NE(verified.out.find("Verified OK"), std::string::npos) << verified.out << verified.err;
+    EXPECT_TRUE(opensslVerifies(certificateOf(phoneKey), receipt, readFile(file("recibo.sig"))));
 }
 
 } // namespace

@@ -9,10 +9,8 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <map>
 #include <memory>
-#include <thread>
 #include <string>
 #include <vector>
 
@@ -28,30 +26,23 @@ struct ModuleKey {
 class ProviderTest : public testing::Test {
 public:
     static std::string modulePath() { return ORVANE_PKCS11_MODULE; }
-    static const ModuleKey& phoneKey();
-    static const ModuleKey& cloudKey();
-    static model::Orvane& identity();
+    static SandboxServices& sandbox() { return SandboxEnvironment::sandbox(); }
+    static inline std::unique_ptr<model::Orvane> identity;
+    static inline ModuleKey phoneKey;
+    static inline ModuleKey cloudKey;
 
     // Phones approve every signature request at its first poll.
     static void approvePhones();
-    // From now to the end of the case, phones refuse every signature
-    // request as soon as it is made.
-    void refusePhones();
-
-    // Runs a program in the suite's folder; fails the case when it cannot
+    // Runs a program given by its full path; fails the case when it cannot
     // start.
-    static ProcessResult run(std::vector<std::string> argv, const std::map<std::string, std::string>& environment = {});
-    // A file of the suite's folder.
+    static ProcessResult run(const std::vector<std::string>& argv,
+                             const std::map<std::string, std::string>& environment = {});
+    // A file of the suite's temporary folder.
     static std::string file(const std::string& name);
 
 protected:
     static void SetUpTestSuite();
     void SetUp() override;
-    void TearDown() override;
-
-private:
-    std::atomic<bool> refusing_{false};
-    std::thread refuser_;
 };
 
 } // namespace orvane::test
