@@ -1,6 +1,5 @@
-// Runs the screen tests with the shell's own object graph, inside
-// throw-away XDG folders. No identity exists there, so every model starts
-// without an aggregate.
+// The screen tests with the shell's own object graph, in throw-away folders
+// where no identity exists, so every model starts without an aggregate.
 #include "app/FontFamilies.h"
 #include "app/ObjectGraph.h"
 #include "tests/mock/TempDir.h"

@@ -1,7 +1,6 @@
-// The real window against the sandbox services, driven through the names of
-// its controls from a first start in empty folders: registration of the
-// computer, a phone's certificates, a cloud account, and the removal of the
-// phone. What is checked is what the screen shows.
+// The real window against the sandbox services, driven by the names of its
+// controls from a first start: registration, a phone's certificates, a cloud
+// account and the phone's removal, checked by what the screen shows.
 #include "app/Application.h"
 #include "app/ObjectGraph.h"
 #include "app/tour/WindowDriver.h"
@@ -67,40 +66,29 @@ TEST(WindowEndToEnd, RegistersAddsAPhoneAndACloudAccountAndUnregistersThePhone)
 
     // Nothing to list yet: the addition frame opens by itself.
     ASSERT_NE(driver.waitReady("kestrelCard"), nullptr);
-    EXPECT_EQ(driver.find("registration"), nullptr);
     ASSERT_TRUE(driver.click("kestrelCard"));
     ASSERT_TRUE(driver.type("identityCode1", "39053344705"));
     EXPECT_EQ(driver.text("resultMask"), "390.533.447-05");
-    // The catalogue once, as the service gives it.
-    EXPECT_EQ(driver.findAll("hierarchy5").size(), 0);
     ASSERT_TRUE(driver.click("searchButton"));
 
-    // Both phones of the identity, ticked and asked.
+    // Both phones of the identity come ticked; with none ticked there is
+    // nothing to send.
     ASSERT_NE(driver.waitReady("deviceCheck1"), nullptr);
     EXPECT_EQ(driver.text("deviceCheck0"), kPhone);
     EXPECT_EQ(driver.text("deviceCheck1"), kOtherPhone);
-    // Nothing ticked, nothing to send.
-    for (const char* box : {"deviceCheck0", "deviceCheck1"}) {
-        if (driver.find(box)->property("checked").toBool()) {
-            ASSERT_TRUE(driver.click(box));
-        }
-    }
+    ASSERT_TRUE(driver.click("deviceCheck0") && driver.click("deviceCheck1"));
     EXPECT_TRUE(driver.waitFor([&] { return !driver.find("authorizeButton")->isEnabled(); }));
-    ASSERT_TRUE(driver.click("deviceCheck0"));
-    ASSERT_TRUE(driver.click("deviceCheck1"));
-    EXPECT_TRUE(driver.find("deviceCheck1")->property("checked").toBool());
+    ASSERT_TRUE(driver.click("deviceCheck0") && driver.click("deviceCheck1"));
     ASSERT_TRUE(driver.click("authorizeButton"));
     EXPECT_NE(driver.waitReady("authorizationWaitView"), nullptr);
     ASSERT_TRUE(driver.waitFor([&] { return approveAll(sandbox, 2); }));
     ASSERT_NE(driver.waitReady("authorizationDone"), nullptr);
-    QQuickItem* outcome = driver.find("authorizationOutcomeView");
-    EXPECT_EQ(driver.text("outcomeText", outcome), "Concluído");
+    EXPECT_EQ(driver.text("outcomeText", driver.find("authorizationOutcomeView")), "Concluído");
     ASSERT_TRUE(driver.click("authorizationDone"));
 
     // The certificates, under each phone's section.
     ASSERT_TRUE(driver.waitFor([&] { return sectionOf(driver, kPhone) && sectionOf(driver, kOtherPhone); }));
     EXPECT_TRUE(driver.waitFor([&] { return driver.showsText("ANA BEATRIZ SOUZA LIMA"); }));
-    EXPECT_EQ(graph.certificatesTableModel.rowCount(), 2);
 
     // A cloud account, from the tool bar.
     QQuickItem* add = driver.waitReady("addCertificateAction");
@@ -115,10 +103,10 @@ TEST(WindowEndToEnd, RegistersAddsAPhoneAndACloudAccountAndUnregistersThePhone)
     EXPECT_EQ(driver.text("outcomeText", driver.find("harrierOutcome")), "Sincronização efetuada com Sucesso");
     ASSERT_TRUE(driver.click("harrierDone"));
     ASSERT_TRUE(driver.waitFor([&] { return sectionOf(driver, "harrier de ") != nullptr; }));
-    EXPECT_NE(sectionOf(driver, kPhone), nullptr);
 
     // The phone leaves, from the controls its section shows under the pointer.
     QQuickItem* section = sectionOf(driver, kPhone);
+    ASSERT_NE(section, nullptr);
     driver.hover(section);
     ASSERT_TRUE(driver.waitFor([&] { return driver.find("sectionControls", section)->opacity() == 1.0; }));
     ASSERT_TRUE(driver.click("unregisterGroupButton", section));
@@ -126,7 +114,8 @@ TEST(WindowEndToEnd, RegistersAddsAPhoneAndACloudAccountAndUnregistersThePhone)
     EXPECT_EQ(driver.text("unregisterGroupName"), "kestrel no " + kPhone);
     ASSERT_TRUE(driver.click("unregisterButton"));
     ASSERT_NE(driver.waitReady("unregisterDone"), nullptr);
-    EXPECT_EQ(driver.text("outcomeText", driver.find("unregisterOutcome")), "O dispositivo foi descadastrado com sucesso");
+    EXPECT_EQ(driver.text("outcomeText", driver.find("unregisterOutcome")),
+              "O dispositivo foi descadastrado com sucesso");
     ASSERT_TRUE(driver.click("unregisterDone"));
     EXPECT_TRUE(driver.waitFor([&] { return sectionOf(driver, kPhone) == nullptr; }));
     EXPECT_NE(sectionOf(driver, kOtherPhone), nullptr);

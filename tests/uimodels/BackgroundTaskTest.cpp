@@ -1,7 +1,5 @@
 #include "ui/models/BackgroundTask.h"
-#include "ui/models/WaitingList.h"
 #include "ui/models/WorkerReport.h"
-#include "tests/uimodels/ModelTestSupport.h"
 
 #include <gtest/gtest.h>
 
@@ -14,67 +12,26 @@
 
 using namespace std::chrono_literals;
 
-TEST(BackgroundTaskSlot, TheNextTaskStartsOnlyAfterThePreviousOneHasEnded)
+TEST(BackgroundTaskSlot, TasksRunOneAfterAnotherAndAnEscapedExceptionIsDropped)
 {
     std::atomic<bool> firstEnded{false};
+    std::atomic<bool> secondEnded{false};
     std::atomic<bool> secondSawFirstEnded{false};
-
     BackgroundTask::start([&] {
         std::this_thread::sleep_for(30ms);
         firstEnded = true;
+        throw std::runtime_error("lost");
     });
-    BackgroundTask::start([&] { secondSawFirstEnded = firstEnded.load(); });
+    BackgroundTask::start([&] {
+        secondSawFirstEnded = firstEnded.load();
+        std::this_thread::sleep_for(30ms);
+        secondEnded = true;
+    });
     // start() returned with the first task over, before the second ran.
     EXPECT_TRUE(firstEnded.load());
     BackgroundTask::waitForLast();
+    EXPECT_TRUE(secondEnded.load());
     EXPECT_TRUE(secondSawFirstEnded.load());
-}
-
-TEST(BackgroundTaskSlot, AnEscapedExceptionIsDroppedWithItsTask)
-{
-    std::atomic<bool> thrown{false};
-    BackgroundTask::start([&] {
-        thrown = true;
-        throw std::runtime_error("lost");
-    });
-    BackgroundTask::waitForLast();
-    ASSERT_TRUE(thrown.load());
-    std::atomic<bool> ran{false};
-    EXPECT_NO_THROW(BackgroundTask::start([&] { ran = true; }));
-    BackgroundTask::waitForLast();
-    EXPECT_TRUE(ran.load());
-}
-
-TEST(BackgroundTaskSlot, WaitForLastWaitsForTheRunningTask)
-{
-    std::atomic<bool> done{false};
-    BackgroundTask::start([&] {
-        std::this_thread::sleep_for(50ms);
-        done = true;
-    });
-    BackgroundTask::waitForLast();
-    EXPECT_TRUE(done.load());
-}
-
-TEST(WaitingListIdiom, EmptyTextRestartsAsOneLineEndAndNamesAppendOnTheOwnersThread)
-{
-    QObject owner;
-    std::vector<QString> announced;
-    WaitingList list(&owner, [&] { announced.push_back(list.text()); });
-    // Added from a worker, as the device waits do; nothing changes until the
-    // owner's thread takes the calls, in order.
-    BackgroundTask::start([&] {
-        list.addWaiting(QString());
-        list.addWaiting(QStringLiteral("Celular da Ana"));
-        list.addWaiting(QStringLiteral("Moto G"));
-        list.addWaiting(QString());  // a new wait starts over
-    });
-    BackgroundTask::waitForLast();
-    EXPECT_TRUE(list.text().isEmpty());
-    orvane::test::settle();
-    EXPECT_EQ(announced, (std::vector<QString>{QStringLiteral("\n"), QStringLiteral("\nCelular da Ana\n"),
-                                               QStringLiteral("\nCelular da Ana\nMoto G\n"),
-                                               QStringLiteral("\n")}));
 }
 
 TEST(WorkerReportOrder, OfflineThenErrorThenFinished)
@@ -83,31 +40,17 @@ TEST(WorkerReportOrder, OfflineThenErrorThenFinished)
     WorkerReport report([&](bool offline) { events.push_back(offline ? "offline" : "online"); },
                         [&](const QString& text) { events.push_back("error:" + text.toStdString()); },
                         [&] { events.push_back("finished"); });
-
     report.report(1, "Servidor indisponível");
-    EXPECT_EQ(events, (std::vector<std::string>{"offline", "error:Servidor indisponível", "finished"}));
-
-    events.clear();
     report.report(0, "");
-    EXPECT_EQ(events, (std::vector<std::string>{"online", "finished"}));
-
-    events.clear();
     report.report(7, "");  // any status but 0 counts as offline
-    EXPECT_EQ(events, (std::vector<std::string>{"offline", "finished"}));
-}
+    EXPECT_EQ(events, (std::vector<std::string>{"offline", "error:Servidor indisponível", "finished", "online",
+                                                "finished", "offline", "finished"}));
 
-TEST(WorkerReportOrder, CatchesStandardExceptionsAsUtf8Text)
-{
-    std::vector<QString> errors;
-    WorkerReport report({}, [&](const QString& text) { errors.push_back(text); }, {});
-
-    EXPECT_FALSE(report.runCatching([] { throw std::runtime_error("Não foi encontrada a instalação para kestrel"); },
-                                    "Erro: "));
-    ASSERT_EQ(errors.size(), 1u);
-    EXPECT_EQ(errors[0], QStringLiteral("Erro: Não foi encontrada a instalação para kestrel"));
-
+    // Standard exceptions become error texts, in UTF-8; anything else passes
+    // to the caller.
+    events.clear();
+    EXPECT_FALSE(report.runCatching([] { throw std::runtime_error("Não foi encontrada a instalação"); }, "Erro: "));
     EXPECT_TRUE(report.runCatching([] {}));
-    EXPECT_EQ(errors.size(), 1u);
-    // Only the standard family is caught; anything else passes to the caller.
+    EXPECT_EQ(events, std::vector<std::string>{"error:Erro: Não foi encontrada a instalação"});
     EXPECT_THROW(report.runCatching([] { throw 42; }), int);
 }

@@ -1,9 +1,7 @@
 #pragma once
 
-// What the model suites share: a Qt application for queued deliveries (made
-// for the whole program by ModelTestSupport.cpp), the end of a worker with
-// everything it posted delivered, and one log of the signals of several
-// models in the order they arrived.
+// What the model suites share: a Qt application for queued deliveries, the
+// end of a worker with all it posted delivered, and one ordered signal log.
 
 #include <QObject>
 #include <QString>

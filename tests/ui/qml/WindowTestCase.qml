@@ -6,26 +6,35 @@ TestCase {
     when: windowShown
 
     property var window: null
-
-    function findChild(item, name) {
-        if (!item)
-            return null
-        if (item.objectName === name)
-            return item
-        var children = item.children !== undefined ? item.children : []
-        for (var i = 0; i < children.length; ++i) {
-            var found = findChild(children[i], name)
-            if (found)
-                return found
-        }
-        return null
-    }
+    property var list: null
 
     // The first item of that name under `within` (the window by default).
     function item(name, within) {
         var found = findChild(within ? within : window.contentItem, name)
         verify(found !== null, "no item named " + name)
         return found
+    }
+
+    // The certificate list, shown as after a registration.
+    function showList() {
+        if (!list) {
+            item("registration").visible = false
+            list = item("certificateList")
+            list.visible = true
+        }
+        return list
+    }
+
+    // Waits until a sliding frame has come fully down or gone.
+    function waitForFrame(name, state) {
+        var frame = item(name)
+        frame.state = state
+        tryCompare(frame.children[0], "y", state === "on" ? 0 : -frame.height)
+        return frame
+    }
+
+    function outcome(viewName) {
+        return item("outcomeText", item(viewName))
     }
 
     function initTestCase() {

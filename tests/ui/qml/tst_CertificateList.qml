@@ -1,9 +1,8 @@
 import QtQuick 2.7
 import QtTest 1.1
 
-// The list's own frames and boxes: reload notice, unregistration pages and
-// the provider's status.
-ListTestCase {
+// The list's own frames: the reload notice and the unregistration pages.
+WindowTestCase {
     name: "CertificateList"
 
     function init() {
@@ -42,22 +41,5 @@ ListTestCase {
         waitForFrame("unregisterKeyGroupFrame", "on")
         mouseClick(item("unregisterButton"))
         verify(!item("unregisterDone").visible)
-        keyGroupToBeUnregisteredModel.keyGroupUnregistered()
-        mouseClick(item("unregisterDone"))
-        compare(item("unregisterKeyGroupFrame").state, "off")
-    }
-
-    function test_providerBoxOpensOnlyOnAReportedProblem() {
-        var box = item("boxProviderStatus")
-        certificatesTableModel.providerChanged()
-        compare(box.state, "hidden")
-        certificatesTableModel.providerErrorMessage = "Provedor ausente"
-        certificatesTableModel.providerProblemFound = true
-        compare(box.state, "shown")
-        compare(item("providerErrorMessage").text, "Provedor ausente")
-        mouseClick(item("boxProviderStatusClose"))
-        compare(box.state, "hidden")
-        certificatesTableModel.verifyProviderStatus()
-        compare(box.state, "hidden")
     }
 }
