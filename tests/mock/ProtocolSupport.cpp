@@ -57,11 +57,6 @@ std::unique_ptr<model::Orvane> ProtocolTest::enrol()
     return enrolComputer();
 }
 
-std::vector<Json::Value> ProtocolTest::pending(const std::string& kind, const std::string& deviceCode)
-{
-    return sandbox().requests("pending", kind, deviceCode);
-}
-
 void ProtocolTest::pair(const model::Orvane& identity, const std::string& deviceCode)
 {
     pairPhone(identity, deviceCode);
@@ -104,26 +99,6 @@ std::map<std::string, std::wstring> publishedEntries()
 std::string latin1(const std::string& utf8)
 {
     return model::narrowBytes(model::fromUtf8(utf8));
-}
-
-Json::Value fault(const std::string& path, int status, const Json::Value& body, int count)
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["status"] = status;
-    if (!body.isNull())
-        f["body"] = body;
-    f["count"] = count;
-    return f;
-}
-
-Json::Value drop(const std::string& path, int count)
-{
-    Json::Value f(Json::objectValue);
-    f["path"] = path;
-    f["drop"] = true;
-    f["count"] = count;
-    return f;
 }
 
 bool faultUntouched()

@@ -56,8 +56,6 @@ protected:
     // saved identity; fails the case when the sandbox refuses.
     std::unique_ptr<model::Orvane> enrol();
 
-    // The pending requests of one kind on one phone.
-    std::vector<Json::Value> pending(const std::string& kind, const std::string& deviceCode);
     // Pairs the phone with the identity's installation at the sandbox, as
     // an approved authorisation would.
     void pair(const model::Orvane& identity, const std::string& deviceCode);
@@ -75,11 +73,6 @@ std::map<std::string, std::wstring> publishedEntries();
 // The ISO-8859-1 bytes of a UTF-8 text (for the messages that go out so).
 std::string latin1(const std::string& utf8);
 
-// Faults for the sandbox's admin interface: the next `count` calls whose path
-// contains `path` answer `status` (with `body` when given), or lose their
-// connection.
-Json::Value fault(const std::string& path, int status, const Json::Value& body = Json::Value(), int count = 1);
-Json::Value drop(const std::string& path, int count = 1);
 // Whether the one planned fault was never hit, i.e. no call went out.
 bool faultUntouched();
 

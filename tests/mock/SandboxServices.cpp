@@ -3,10 +3,7 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <curl/curl.h>
 
 #include <chrono>
 #include <csignal>
@@ -116,42 +113,32 @@ unsigned SandboxServices::kestrelPort() const { return info_["kestrel_port"].asU
 unsigned SandboxServices::harrierPort() const { return info_["harrier_port"].asUInt(); }
 std::string SandboxServices::configFile() const { return info_["config_file"].asString(); }
 
-Json::Value SandboxServices::exchange(const std::string& method, const std::string& path, const std::string& body)
+Json::Value SandboxServices::exchange(const char* method, const std::string& path, const std::string& body)
 {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (socket < 0)
-        throw std::runtime_error("socket failed");
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(kestrelPort()));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::connect(socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-        ::close(socket);
-        throw std::runtime_error("sandbox admin interface unreachable");
-    }
-    std::string request = method + " /admin" + path + " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\n";
-    if (method != "GET")
-        request += "Content-Type: application/json\r\nContent-Length: " + std::to_string(body.size()) + "\r\n";
-    request += "\r\n" + body;
-    for (std::size_t sent = 0; sent < request.size();) {
-        const ssize_t n = ::send(socket, request.data() + sent, request.size() - sent, MSG_NOSIGNAL);
-        if (n <= 0) {
-            ::close(socket);
-            throw std::runtime_error("sending to the sandbox failed");
-        }
-        sent += static_cast<std::size_t>(n);
-    }
+    const std::unique_ptr<CURL, void (*)(CURL*)> curl(curl_easy_init(), curl_easy_cleanup);
+    const std::string url = "http://127.0.0.1:" + std::to_string(kestrelPort()) + "/admin" + path;
     std::string answer;
-    char buffer[8192];
-    for (ssize_t n; (n = ::recv(socket, buffer, sizeof buffer, 0)) > 0;)
-        answer.append(buffer, static_cast<std::size_t>(n));
-    ::close(socket);
-
-    const std::size_t headerEnd = answer.find("\r\n\r\n");
-    if (answer.compare(0, 5, "HTTP/") != 0 || headerEnd == std::string::npos)
-        throw std::runtime_error("no answer from the sandbox admin interface");
-    lastStatus_ = std::stoi(answer.substr(answer.find(' ') + 1, 3));
-    return parseJson(answer.substr(headerEnd + 4));
+    curl_slist* headers = curl_slist_append(nullptr, "Content-Type: application/json");
+    curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method);
+    curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers);
+    if (std::string(method) != "GET")
+        curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.c_str());
+    curl_easy_setopt(curl.get(), CURLOPT_NOPROXY, "*");
+    curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT, 30L);
+    curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &answer);
+    curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, +[](char* data, size_t size, size_t count, void* to) {
+        static_cast<std::string*>(to)->append(data, size * count);
+        return size * count;
+    });
+    const CURLcode result = curl_easy_perform(curl.get());
+    curl_slist_free_all(headers);
+    if (result != CURLE_OK)
+        throw std::runtime_error(std::string("sandbox admin interface: ") + curl_easy_strerror(result));
+    long status = 0;
+    curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
+    lastStatus_ = static_cast<int>(status);
+    return parseJson(answer);
 }
 
 Json::Value SandboxServices::get(const std::string& path) { return exchange("GET", path, {}); }
@@ -197,6 +184,12 @@ void SandboxServices::deny(const std::string& requestId)
         throw std::runtime_error("sandbox refused to deny " + requestId);
 }
 
+void SandboxServices::answerPending(const std::string& kind, const std::string& deviceCode, bool approveThem)
+{
+    for (const Json::Value& request : requests("pending", kind, deviceCode))
+        approveThem ? approve(request["id"].asString()) : deny(request["id"].asString());
+}
+
 void SandboxServices::addFault(const Json::Value& fault)
 {
     post("/faults", fault);
@@ -221,6 +214,26 @@ void SandboxServices::stopAutoApproval()
     rule["afterPolls"] = Json::Value();
     rule["afterMs"] = Json::Value();
     post("/auto-approve", rule);
+}
+
+Json::Value fault(const std::string& path, int status, const Json::Value& body, int count)
+{
+    Json::Value f(Json::objectValue);
+    f["path"] = path;
+    f["status"] = status;
+    if (!body.isNull())
+        f["body"] = body;
+    f["count"] = count;
+    return f;
+}
+
+Json::Value drop(const std::string& path, int count)
+{
+    Json::Value f(Json::objectValue);
+    f["path"] = path;
+    f["drop"] = true;
+    f["count"] = count;
+    return f;
 }
 
 std::vector<std::string> SandboxServices::deviceCodesOf(const std::string& identityName)

@@ -59,6 +59,9 @@ public:
                                       const std::string& deviceCode = {});
     void approve(const std::string& requestId);
     void deny(const std::string& requestId);
+    // Answers every pending request of one kind on one phone (all phones
+    // when the code is empty).
+    void answerPending(const std::string& kind, const std::string& deviceCode, bool approve = true);
     // A planned fault (see the sandbox's README): {"path", "status" | "drop"...}.
     void addFault(const Json::Value& fault);
     void clearFaults();
@@ -71,12 +74,17 @@ public:
     std::vector<std::string> deviceCodesOf(const std::string& identityName);
 
 private:
-    Json::Value exchange(const std::string& method, const std::string& path, const std::string& body);
+    Json::Value exchange(const char* method, const std::string& path, const std::string& body);
 
     TempDir state_;
     std::unique_ptr<BackgroundProcess> process_;
     Json::Value info_;
     int lastStatus_ = 0;
 };
+
+// Faults for addFault(): the next `count` calls whose path contains `path`
+// answer `status` (with `body` when given), or lose their connection.
+Json::Value fault(const std::string& path, int status, const Json::Value& body = Json::Value(), int count = 1);
+Json::Value drop(const std::string& path, int count = 1);
 
 } // namespace orvane::test

@@ -32,11 +32,7 @@ protected:
     }
     KestrelInstallation& installation() { return identity->kestrelInstallations[0]; }
     std::string codeOf(std::size_t i) const { return toUtf8(found.devices.at(i).deviceCode); }
-    void approve(std::size_t phone)
-    {
-        for (const Json::Value& request : pending("A", codeOf(phone)))
-            sandbox().approve(request["id"].asString());
-    }
+    void approve(std::size_t phone) { sandbox().answerPending("A", codeOf(phone)); }
     // authorizeDevices on `clock`; `answers` gets the names of the phones
     // that approved.
     DeviceAuthorizationsResult authorize(const std::vector<DeviceEntry>& devices, FakeClock& clock,

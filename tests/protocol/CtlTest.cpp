@@ -139,8 +139,7 @@ TEST_F(Ctl, AuthorizeShowsEachAnswerAndPhoneSignsOnTheFakeClock)
     FakeClock clock;
     clock.onSleep = [&](std::size_t sleeps) {
         if (sleeps == 2)
-            for (const Json::Value& request : pending("A", ana[1]))
-                sandbox().approve(request["id"].asString());
+            sandbox().answerPending("A", ana[1]);
     };
     std::ostringstream out, err;
     const int status = orvane::ctl::devicesAuthorize({"CPF", "39053344705"}, out, err, clock);
@@ -153,8 +152,7 @@ TEST_F(Ctl, AuthorizeShowsEachAnswerAndPhoneSignsOnTheFakeClock)
     FakeClock phone;
     phone.onSleep = [&](std::size_t sleeps) {
         if (sleeps == 1)
-            for (const Json::Value& request : pending("S", ana[1]))
-                sandbox().approve(request["id"].asString());
+            sandbox().answerPending("S", ana[1]);
     };
     // SHA-256 of "abc", from the standard's own examples.
     const std::string digest = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
@@ -197,9 +195,8 @@ TEST_F(Ctl, RemoveAsksTheApprovingPhoneFirstThenRemovesTheOthers)
             sandbox().addFault(removalFault);
         FakeClock clock;
         clock.onSleep = [&, approve = approve](std::size_t) {
-            for (const Json::Value& request : pending("M", via))
-                if (approve)
-                    sandbox().approve(request["id"].asString());
+            if (approve)
+                sandbox().answerPending("M", via);
         };
         std::ostringstream out, err;
         EXPECT_EQ(orvane::ctl::devicesRemove(command, out, err, clock), exitStatus) << err.str();

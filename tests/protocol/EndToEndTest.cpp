@@ -60,8 +60,7 @@ TEST_F(EndToEnd, EnrolAuthorizeRefreshThenInstallerSwitches)
     FakeClock clock;
     clock.onSleep = [&](std::size_t sleeps) {
         if (sleeps == 4)
-            for (const Json::Value& request : pending("A", work["deviceCode"].asString()))
-                sandbox().approve(request["id"].asString());
+            sandbox().answerPending("A", work["deviceCode"].asString());
     };
     std::vector<std::wstring> answers;
     const DeviceAuthorizationsResult authorized = authorizeDevices(
@@ -82,8 +81,7 @@ TEST_F(EndToEnd, EnrolAuthorizeRefreshThenInstallerSwitches)
 
     // The home phone approves later, and the office phone gets a new key:
     // "/i" as the installer runs it brings the store in line.
-    for (const Json::Value& request : pending("A", home["deviceCode"].asString()))
-        sandbox().approve(request["id"].asString());
+    sandbox().answerPending("A", home["deviceCode"].asString());
     Json::Value newKey(Json::objectValue);
     newKey["deviceCode"] = work["deviceCode"];
     const Json::Value added = sandbox().post("/certificates", newKey);

@@ -67,8 +67,7 @@ protected:
         clock.onSleep = [this, sleep, approve](std::size_t sleeps) {
             if (sleeps != sleep)
                 return;
-            for (const Json::Value& request : pending("S", phone))
-                approve ? sandbox().approve(request["id"].asString()) : sandbox().deny(request["id"].asString());
+            sandbox().answerPending("S", phone, approve);
         };
     }
 

@@ -141,10 +141,7 @@ TEST_F(ModuleTest, TwoThreadsSignAtOnceWithEachMechanismShapeAndFailuresGiveThei
     // offered; a phone out of reach is a device error.
     EXPECT_EQ(sign(probe, CKM_RSA_PKCS, key, std::string(36, '\0')), CKR_DATA_INVALID);
     EXPECT_EQ(sign(probe, CKM_SHA256_RSA_PKCS_PSS, key, text), CKR_MECHANISM_INVALID);
-    Json::Value offline(Json::objectValue);
-    offline["path"] = "/push/";
-    offline["drop"] = true;
-    sandbox().addFault(offline);
+    sandbox().addFault(drop("/push/"));
     EXPECT_EQ(sign(probe, CKM_SHA256_RSA_PKCS, key, text), CKR_DEVICE_ERROR);
 
     // The cloud's keys show only after C_Login.

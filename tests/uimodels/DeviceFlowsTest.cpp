@@ -80,11 +80,6 @@ protected:
             registration.requestRegistration();
         orvane::test::settle();
     }
-    void approvePending(const std::string& kind, const std::string& deviceCode)
-    {
-        for (const Json::Value& request : pending(kind, deviceCode))
-            sandbox().approve(request["id"].asString());
-    }
     QVariant found_(int row, int role) { return found.data(found.index(row, 0), role); }
     QVariant kept(int row, int role) { return maintenance.data(maintenance.index(row), role); }
 
@@ -171,7 +166,7 @@ TEST_F(DeviceFlows, TwoPhonesOneApprovesTheOtherIsCancelledOrClosedOn)
 
     clock.onSleep = [&](std::size_t sleeps) {
         if (sleeps == 1)
-            approvePending("A", sandbox().deviceCodesOf("ana").at(0));
+            sandbox().answerPending("A", sandbox().deviceCodesOf("ana").at(0));
         if (sleeps == 2)
             found.cancelWaiting();
     };
@@ -242,7 +237,7 @@ TEST_F(DeviceFlows, MaintenanceWithOnePhoneAndWithThree)
     maintenance.updateStatus(2, true);
     EXPECT_TRUE(maintenance.getExistAnyDeviceMaintenance());
 
-    clock.onSleep = [&](std::size_t) { approvePending("M", extra1); };
+    clock.onSleep = [&](std::size_t) { sandbox().answerPending("M", extra1); };
     log.entries.clear();
     maintenance.pushMainteanceAuthenticationDevice();
     orvane::test::settle();
