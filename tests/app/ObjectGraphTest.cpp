@@ -15,10 +15,7 @@
 
 namespace {
 
-using orvane::test::drop;
-using orvane::test::ProtocolTest;
-using orvane::test::sandbox;
-using orvane::test::settle;
+using namespace orvane::test;
 
 class ObjectGraphStart : public ProtocolTest {};
 

@@ -17,11 +17,7 @@
 #include <json/value.h>
 
 using namespace orvane::model;
-using orvane::test::failureOf;
-using orvane::test::kAdemir;
-using orvane::test::kKabum;
-using orvane::test::testCertificate;
-using orvane::test::testCertificateBase64;
+using namespace orvane::test;
 
 namespace {
 

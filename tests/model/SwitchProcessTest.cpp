@@ -19,10 +19,7 @@
 
 namespace fs = std::filesystem;
 using namespace orvane::model;
-using orvane::test::readFile;
-using orvane::test::runProcess;
-using orvane::test::TempEnvironment;
-using orvane::test::writeFile;
+using namespace orvane::test;
 
 namespace {
 

@@ -11,11 +11,7 @@
 #include <tuple>
 
 using namespace orvane::model;
-using orvane::test::drop;
-using orvane::test::FakeClock;
-using orvane::test::fault;
-using orvane::test::ProtocolTest;
-using orvane::test::sandbox;
+using namespace orvane::test;
 
 namespace {
 

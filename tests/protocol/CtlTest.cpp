@@ -17,13 +17,7 @@
 #include <tuple>
 
 using namespace orvane::model;
-using orvane::test::asText;
-using orvane::test::opensslVerifies;
-using orvane::test::FakeClock;
-using orvane::test::fault;
-using orvane::test::ProcessResult;
-using orvane::test::ProtocolTest;
-using orvane::test::sandbox;
+using namespace orvane::test;
 
 namespace {
 

@@ -12,10 +12,7 @@
 #include "tests/mock/ChildProcess.h"
 
 using namespace orvane::model;
-using orvane::test::FakeClock;
-using orvane::test::ProtocolTest;
-using orvane::test::publishedEntries;
-using orvane::test::sandbox;
+using namespace orvane::test;
 
 namespace {
 

@@ -14,13 +14,7 @@
 #include <tuple>
 
 using namespace orvane::model;
-using orvane::test::drop;
-using orvane::test::FakeClock;
-using orvane::test::fault;
-using orvane::test::faultUntouched;
-using orvane::test::ProtocolTest;
-using orvane::test::sandbox;
-using orvane::test::testDesktop;
+using namespace orvane::test;
 
 namespace {
 

@@ -13,12 +13,7 @@
 #include <filesystem>
 
 using namespace orvane::model;
-using orvane::test::drop;
-using orvane::test::FakeClock;
-using orvane::test::fault;
-using orvane::test::ProtocolTest;
-using orvane::test::publishedEntries;
-using orvane::test::sandbox;
+using namespace orvane::test;
 
 namespace {
 

@@ -17,14 +17,7 @@
 #include "tests/mock/OpenSslTool.h"
 
 using namespace orvane::model;
-using orvane::test::asText;
-using orvane::test::drop;
-using orvane::test::failureOf;
-using orvane::test::FakeClock;
-using orvane::test::fault;
-using orvane::test::opensslVerifies;
-using orvane::test::ProtocolTest;
-using orvane::test::sandbox;
+using namespace orvane::test;
 using valmora::signer::Bytes;
 
 namespace {

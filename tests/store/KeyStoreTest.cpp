@@ -20,11 +20,7 @@
 
 using namespace valmora::signer;
 using namespace orvane::test::signer;
-using orvane::test::readFile;
-using orvane::test::runProcess;
-using orvane::test::TempDir;
-using orvane::test::TempKeyStore;
-using orvane::test::writeFile;
+using namespace orvane::test;
 using orvane::test::store::linkOf;
 using orvane::test::store::modeOf;
 

@@ -19,10 +19,7 @@
 #include <algorithm>
 #include <functional>
 
-using orvane::test::drop;
-using orvane::test::FakeClock;
-using orvane::test::sandbox;
-using orvane::test::SignalLog;
+using namespace orvane::test;
 
 namespace {
 
