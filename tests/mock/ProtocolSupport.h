@@ -33,7 +33,6 @@ public:
     std::int64_t nowMilliseconds() override { return now_; }
     void sleepSeconds(int seconds) override;
 
-    void advanceSeconds(std::int64_t seconds) { now_ += seconds * 1000; }
     const std::vector<int>& sleeps() const { return sleeps_; }
     std::int64_t start() const { return start_; }
 

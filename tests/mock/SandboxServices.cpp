@@ -110,18 +110,17 @@ SandboxServices::~SandboxServices()
 }
 
 unsigned SandboxServices::kestrelPort() const { return info_["kestrel_port"].asUInt(); }
-unsigned SandboxServices::harrierPort() const { return info_["harrier_port"].asUInt(); }
-std::string SandboxServices::configFile() const { return info_["config_file"].asString(); }
 
 Json::Value SandboxServices::exchange(const char* method, const std::string& path, const std::string& body)
 {
     const std::unique_ptr<CURL, void (*)(CURL*)> curl(curl_easy_init(), curl_easy_cleanup);
     const std::string url = "http://127.0.0.1:" + std::to_string(kestrelPort()) + "/admin" + path;
     std::string answer;
-    curl_slist* headers = curl_slist_append(nullptr, "Content-Type: application/json");
+    const std::unique_ptr<curl_slist, void (*)(curl_slist*)> headers(
+        curl_slist_append(nullptr, "Content-Type: application/json"), curl_slist_free_all);
     curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
     curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method);
-    curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers.get());
     if (std::string(method) != "GET")
         curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.c_str());
     curl_easy_setopt(curl.get(), CURLOPT_NOPROXY, "*");
@@ -132,7 +131,6 @@ Json::Value SandboxServices::exchange(const char* method, const std::string& pat
         return size * count;
     });
     const CURLcode result = curl_easy_perform(curl.get());
-    curl_slist_free_all(headers);
     if (result != CURLE_OK)
         throw std::runtime_error(std::string("sandbox admin interface: ") + curl_easy_strerror(result));
     long status = 0;

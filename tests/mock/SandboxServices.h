@@ -35,13 +35,8 @@ public:
     SandboxServices(const SandboxServices&) = delete;
     SandboxServices& operator=(const SandboxServices&) = delete;
 
-    // The ready file's content: ports, URLs, certificate files.
-    const Json::Value& info() const { return info_; }
+    // The port of the Kestrel service, which also serves the admin interface.
     unsigned kestrelPort() const;
-    unsigned harrierPort() const;
-    // The properties file the sandbox wrote into its state folder.
-    std::string configFile() const;
-    const std::string& stateFolder() const { return state_.path(); }
 
     // One exchange with the admin interface ("/admin" + path). Throws
     // std::runtime_error when no answer came; answers with an error status
